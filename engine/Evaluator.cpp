@@ -1,0 +1,379 @@
+// The evaluator: its expression list, the word list operations and the stop event.
+#include "engine/Evaluator.h"
+
+#include <cctype>
+#include <chrono>
+#include <cinttypes>
+#include <cmath>
+#include <cstdio>
+#include <new>
+#include <stdexcept>
+
+#include "engine/Messages.h"
+
+namespace loom {
+
+namespace {
+
+std::string Upper(const std::string& text) {
+  std::string out = text;
+  for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return out;
+}
+
+// The names of the panel's time and output variables, whose help is the variables page.
+const std::vector<std::string>& ReservedVariableNames() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> upper;
+    for (const char* name : {"dt", "t", "timelength", "timestart", "ControlOutput", "EnableOutput"})
+      upper.push_back(Upper(name));
+    return upper;
+  }();
+  return names;
+}
+
+// Runs work and turns the run-time's resource errors into the engine's exception, so that
+// callers see one exception class whatever a formula does.
+template <typename Work>
+auto Guarded(Work&& work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const EVXParserException&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw EVXParserException("Out of memory");
+  } catch (const std::length_error&) {
+    throw EVXParserException("Out of memory");
+  }
+}
+
+}  // namespace
+
+TVXExpressionEvaluatorBase::TVXExpressionEvaluatorBase(char decimalSeparator)
+    : decimalSeparator_(decimalSeparator), listSeparator_(decimalSeparator == ',' ? ';' : ',') {}
+
+TVXExpressionEvaluatorBase::~TVXExpressionEvaluatorBase() = default;
+
+void TVXExpressionEvaluatorBase::Fail(const char* message, std::string_view detail) const {
+  std::string_view text = expressionText_;
+  std::string shortened;
+  if (text.size() > 200) {
+    shortened = std::string(text.substr(0, 200)) + "...";
+    text = shortened;
+  }
+  throw EVXParserException(FormatMessage(message, {text, detail}));
+}
+
+int TVXExpressionEvaluatorBase::AddExpression(const std::string& text) {
+  if (text.empty()) {
+    currentIndex_ = -1;
+    return -1;
+  }
+  auto expression = std::make_unique<TVXParsExpression>();
+  expression->Text = text;
+  compiling_ = expression.get();
+  expressionText_ = text;
+  try {
+    Guarded([&] {
+      CompileExpression(*expression);
+      return 0;
+    });
+  } catch (...) {
+    compiling_ = nullptr;
+    throw;
+  }
+  compiling_ = nullptr;
+  expressions_.push_back(std::move(expression));
+  current_ = expressions_.back().get();
+  currentIndex_ = GetExpressionCount() - 1;
+  return currentIndex_;
+}
+
+int TVXExpressionEvaluatorBase::AddEmptyExpression(const std::string& text) {
+  auto expression = std::make_unique<TVXParsExpression>();
+  expression->Text = text;
+  expressions_.push_back(std::move(expression));
+  current_ = expressions_.back().get();
+  currentIndex_ = GetExpressionCount() - 1;
+  return currentIndex_;
+}
+
+void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression) {
+  if (expression.Text.size() > kMaxFormulaLength)
+    Fail(rsFormulaTooLong, std::to_string(kMaxFormulaLength));
+  listHead_ = listTail_ = nullptr;
+  jumpType_ = jtNone;
+
+  TVXParsExprCollection tokens;
+  ParseString(expression.Text, tokens);
+  Check(tokens);
+  if (tokens.Count() == 0) return;  // stored without a compiled form
+
+  TVXParsExpressionRec* root = MakeTree(tokens);
+  if (!CheckArguments(root)) Fail(rsTooFewArguments);
+  if (ConstantFolding) root = RemoveConstants(root);
+  if (!root || !root->Word) return;
+
+  if (root->Word->GetIsVariable()) {
+    // A lone constant or variable: the root record itself copies the value out.
+    expression.Head = expression.Last = root;
+  } else {
+    MakeLinkedList(root);
+    expression.Head = listHead_;
+    expression.Last = listTail_;
+  }
+  expression.JumpType = jumpType_;
+  for (TVXParsExpressionRec* node = expression.Head; node; node = node->Next) ++expression.Size;
+}
+
+TVXParsDouble TVXExpressionEvaluatorBase::Evaluate(const std::string& text) {
+  if (text.empty()) return EmptyResult();
+  AddExpression(text);
+  return EvaluateCurrent();
+}
+
+TVXParsDouble TVXExpressionEvaluatorBase::EvaluateCurrent() {
+  TVXParsDouble result;
+  if (!current_) return EmptyResult();
+  Guarded([&] {
+    EvaluateList(current_->Head, result);
+    return 0;
+  });
+  return result;
+}
+
+TVXParsDouble TVXExpressionEvaluatorBase::GetResults(int index) {
+  TVXParsDouble result;
+  GetResults(index, result);
+  return result;
+}
+
+void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
+  if (index < 0 || index >= GetExpressionCount()) {
+    result.VarType = vtDouble;
+    result.JumpFlag = false;
+    result.Value = EmptyNaN();
+    return;
+  }
+  currentIndex_ = index;
+  current_ = expressions_[static_cast<std::size_t>(index)].get();
+  try {
+    EvaluateList(current_->Head, result);
+  } catch (const EVXParserException&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw EVXParserException("Out of memory");
+  } catch (const std::length_error&) {
+    throw EVXParserException("Out of memory");
+  }
+}
+
+bool TVXExpressionEvaluatorBase::isBoolean() const {
+  return current_ && current_->Last && current_->Last->Word &&
+         current_->Last->Word->GeTVXPArsVarType() == vtBoolean;
+}
+
+bool TVXExpressionEvaluatorBase::GetAsBoolean(int index) {
+  const TVXParsDouble value = GetResults(index);
+  if (!isBoolean())
+    throw EVXParserException(FormatMessage(rsNotBoolean, {GetExpression(index)}));
+  // A deliberate tolerance band: only values strictly inside (-0.1, 0.1) are false.
+  return !(value.Value > -0.1 && value.Value < 0.1);
+}
+
+std::string TVXExpressionEvaluatorBase::GetExpression(int index) const {
+  if (index < 0 || index >= GetExpressionCount()) return {};
+  return expressions_[static_cast<std::size_t>(index)]->Text;
+}
+
+int TVXExpressionEvaluatorBase::GetExprSize(int index) const {
+  if (index < 0 || index >= GetExpressionCount()) return 0;
+  return expressions_[static_cast<std::size_t>(index)]->Size;
+}
+
+TVXParsJumpType TVXExpressionEvaluatorBase::GetJumpType(int index) const {
+  if (index < 0 || index >= GetExpressionCount()) return jtNone;
+  return expressions_[static_cast<std::size_t>(index)]->JumpType;
+}
+
+const TVXParsExpression& TVXExpressionEvaluatorBase::GetCompiled(int index) const {
+  return *expressions_.at(static_cast<std::size_t>(index));
+}
+
+void TVXExpressionEvaluatorBase::ClearExpressions() {
+  expressions_.clear();
+  current_ = nullptr;
+  currentIndex_ = -1;
+}
+
+void TVXExpressionEvaluatorBase::Reset() {
+  ClearExpressions();
+  words_.FreeAll();
+  DeferredEvents.clear();
+  TicTime = 0;
+  ClearStop();
+  FillExpressList();
+}
+
+namespace {
+
+bool IsVariableWord(const TVXParsExprWord* word) {
+  return dynamic_cast<const TVXParsGeneratedVariable*>(word) ||
+         dynamic_cast<const TVXParsDoubleVariable*>(word) ||
+         dynamic_cast<const TVXParsStringVariable*>(word);
+}
+
+}  // namespace
+
+void TVXExpressionEvaluatorBase::GetVars(std::vector<std::string>& names,
+                                         std::vector<TVXParsExprWord*>* words) const {
+  names.clear();
+  if (words) words->clear();
+  for (int i = 0; i < words_.Count(); ++i) {
+    TVXParsExprWord* word = words_.Word(i);
+    if (!IsVariableWord(word)) continue;
+    names.push_back(word->Name);
+    if (words) words->push_back(word);
+  }
+}
+
+void TVXExpressionEvaluatorBase::GetGeneratedVars(std::vector<std::string>& names,
+                                                  std::vector<TVXParsExprWord*>* words) const {
+  names.clear();
+  if (words) words->clear();
+  for (int i = 0; i < words_.Count(); ++i) {
+    TVXParsExprWord* word = words_.Word(i);
+    if (!dynamic_cast<TVXParsGeneratedVariable*>(word)) continue;
+    names.push_back(word->Name);
+    if (words) words->push_back(word);
+  }
+}
+
+std::string TVXExpressionEvaluatorBase::GetAsString() const {
+  if (!current_ || !current_->Last) return ParsDoubleAsString(EmptyResult(), decimalSeparator_);
+  return ParsDoubleAsString(current_->Last->Result, decimalSeparator_);
+}
+
+std::string TVXExpressionEvaluatorBase::GetAsHexadecimal() const {
+  const TVXParsDouble value =
+      current_ && current_->Last ? current_->Last->Result : EmptyResult();
+  if (value.VarType != vtDouble && value.VarType != vtBoolean) return "Invalid datatype";
+  const double rounded = std::nearbyint(value.Value);
+  if (!(rounded >= -9223372036854775808.0 && rounded < 9223372036854775808.0))
+    return "Invalid floating point operation";
+  char buffer[24];
+  std::snprintf(buffer, sizeof buffer, "$%08" PRIX64,
+                static_cast<std::uint64_t>(static_cast<std::int64_t>(rounded)));
+  return buffer;
+}
+
+TVXParsExprWord* TVXExpressionEvaluatorBase::AddWord(std::unique_ptr<TVXParsExprWord> word) {
+  const int before = words_.Count();
+  const int index = words_.Add(word.get());
+  if (words_.Count() > before) return word.release();
+  return words_.Word(index);  // the first registration of a name wins; word is destroyed
+}
+
+void TVXExpressionEvaluatorBase::DefineFunction(const std::string& name, TVXParsProc proc,
+                                                int nFunctionArg, const std::string& syntax) {
+  AddWord(std::make_unique<TVXParsFunction>(name, proc, nFunctionArg, syntax, vxtBasic, "", "",
+                                            ""));
+}
+
+void TVXExpressionEvaluatorBase::DefineVariable(const std::string& name, TVXParsDouble* value,
+                                                const std::string& description,
+                                                const std::string& helpFile) {
+  AddWord(std::make_unique<TVXParsDoubleVariable>(name, value, description, helpFile));
+}
+
+void TVXExpressionEvaluatorBase::DefineStringVariable(const std::string& name, std::string* text) {
+  AddWord(std::make_unique<TVXParsStringVariable>(name, text));
+}
+
+void TVXExpressionEvaluatorBase::DefineConstant(const std::string& name, double value,
+                                                const std::string& description,
+                                                const std::string& helpFile) {
+  AddWord(std::make_unique<TVXParsDoubleConstant>(name, value, description, helpFile));
+}
+
+void TVXExpressionEvaluatorBase::ReplaceFunction(const std::string& name,
+                                                 std::unique_ptr<TVXParsExprWord> word) {
+  int index;
+  if (words_.Search(name.c_str(), index)) words_.AtFree(index);
+  if (word) AddWord(std::move(word));
+}
+
+void TVXExpressionEvaluatorBase::GetFunctionList(std::vector<std::string>& lines,
+                                                 std::vector<TVXParsExprWord*>* words) const {
+  lines.clear();
+  if (words) words->clear();
+  for (int i = 0; i < words_.Count(); ++i) {
+    auto* function = dynamic_cast<TVXParsFunction*>(words_.Word(i));
+    if (!function || function->IsOper) continue;
+    std::string line;
+    if (function->NFunctionArg == 0) {
+      line = function->Name;
+    } else if (!function->Syntax.empty()) {
+      line = function->Syntax;
+    } else {
+      line = function->Name + "(";
+      for (int arg = 1; arg <= function->NFunctionArg; ++arg)
+        line += " arg" + std::to_string(arg) + " ,";
+      line.back() = ')';
+    }
+    lines.push_back(line);
+    if (words) words->push_back(function);
+  }
+}
+
+void TVXExpressionEvaluatorBase::GetOperatorList(std::vector<std::string>& names,
+                                                 std::vector<TVXParsExprWord*>* words) const {
+  names.clear();
+  if (words) words->clear();
+  for (int i = 0; i < words_.Count(); ++i) {
+    TVXParsExprWord* word = words_.Word(i);
+    // Names with "@" are internal forms (unary signs, integer power) users never write.
+    if (!word->GetIsOper() || word->Name.find('@') != std::string::npos) continue;
+    names.push_back(word->Name);
+    if (words) words->push_back(word);
+  }
+}
+
+std::string TVXExpressionEvaluatorBase::GetHelpTopicID(const std::string& name) const {
+  const std::string upper = Upper(name);
+  for (const std::string& reserved : ReservedVariableNames())
+    if (reserved == upper) return "Variables.htm";
+  for (int i = 0; i < words_.Count(); ++i) {
+    TVXParsExprWord* word = words_.Word(i);
+    if (Upper(word->Name) != upper) continue;
+    if (auto* function = dynamic_cast<TVXParsFunction*>(word))
+      return (function->IsOper ? "Operators/" : "Functions/") + function->HelpFile;
+    if (dynamic_cast<TVXParsGeneratedVariable*>(word)) return {};
+    if (auto* constant = dynamic_cast<TVXParsDoubleConstant*>(word)) return constant->HelpFile;
+    if (auto* variable = dynamic_cast<TVXParsDoubleVariable*>(word)) return variable->HelpFile;
+    return {};
+  }
+  return {};
+}
+
+void TVXExpressionEvaluatorBase::RequestStop() {
+  {
+    std::lock_guard<std::mutex> lock(stopMutex_);
+    stop_.store(true);
+  }
+  stopSignal_.notify_all();
+}
+
+void TVXExpressionEvaluatorBase::ClearStop() {
+  std::lock_guard<std::mutex> lock(stopMutex_);
+  stop_.store(false);
+}
+
+bool TVXExpressionEvaluatorBase::WaitForStop(std::int64_t milliseconds) {
+  std::unique_lock<std::mutex> lock(stopMutex_);
+  if (milliseconds <= 0) return stop_.load();
+  return stopSignal_.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                              [this] { return stop_.load(); });
+}
+
+}  // namespace loom

@@ -1,0 +1,74 @@
+// RemoveConstants: every subtree whose result cannot change between evaluations is computed
+// once at compile time and replaced by a constant.
+#include <algorithm>
+
+#include "engine/Evaluator.h"
+
+namespace loom {
+
+namespace {
+
+// The arguments that decide a node's variability: all of them for a vector bracket, else the
+// first NFunctionArg.
+std::size_t DecidingArgs(const TVXParsExpressionRec* rec) {
+  if (rec->Word->GetDynamicArgs()) return rec->ArgRecs.size();
+  const int count = rec->Word->GetNFunctionArg();
+  return std::min(rec->ArgRecs.size(), static_cast<std::size_t>(count > 0 ? count : 0));
+}
+
+// Whether an already folded node can vary: an operation that survived folding does, a
+// constant does not, a variable does.
+bool FoldedNodeVaries(const TVXParsExpressionRec* rec) {
+  if (!rec->Word) return false;
+  return rec->Word->GetIsVariable() ? rec->Word->GetCanVary() : true;
+}
+
+}  // namespace
+
+TVXParsExpressionRec* TVXExpressionEvaluatorBase::RemoveConstants(TVXParsExpressionRec* rec) {
+  if (!rec) return MakeRec(nullptr);
+  if (!rec->Word) return rec;
+  if (rec->Word->GetIsVariable()) return rec;  // constants and variables stay as they are
+  // Children first: a varying node keeps its constant arguments folded, and a constant node
+  // then finds its arguments already computed. The outcome is the same as folding the largest
+  // constant subtrees, and variability is decided once per node.
+  bool canVary = rec->Word->GetCanVary();
+  const std::size_t deciding = DecidingArgs(rec);
+  for (std::size_t i = 0; i < rec->ArgRecs.size(); ++i) {
+    TVXParsExpressionRec* child = RemoveConstants(rec->ArgRecs[i]);
+    rec->ArgRecs[i] = child;
+    if (i < deciding && FoldedNodeVaries(child)) canVary = true;
+  }
+  if (canVary) return rec;
+
+  bool isBooleanResult = false;
+  const TVXParsDouble value = EvaluateDisposeTree(rec, isBooleanResult);
+  std::unique_ptr<TVXParsDoubleConstant> constant;
+  if (isBooleanResult)
+    constant = std::make_unique<TVXParsBooleanConstant>(std::string(), value);
+  else
+    constant = std::make_unique<TVXParsDoubleConstant>(std::string(), value);
+  TVXParsDoubleConstant* word = constant.get();
+  compiling_->Constants.push_back(std::move(constant));
+  return MakeRec(word);
+}
+
+TVXParsDouble TVXExpressionEvaluatorBase::EvaluateDisposeTree(TVXParsExpressionRec* rec,
+                                                             bool& isBooleanResult) {
+  isBooleanResult = rec->Word && rec->Word->GeTVXPArsVarType() == vtBoolean;
+  TVXParsExpressionRec* const savedHead = listHead_;
+  TVXParsExpressionRec* const savedTail = listTail_;
+  const TVXParsJumpType savedJump = jumpType_;
+  listHead_ = listTail_ = nullptr;
+  MakeLinkedList(rec);
+  TVXParsExpressionRec* const head = listHead_;
+  listHead_ = savedHead;
+  listTail_ = savedTail;
+  jumpType_ = savedJump;
+  TVXParsDouble result;
+  EvaluateList(head, result);
+  // The folded nodes stay in the expression's record store until it is released.
+  return result;
+}
+
+}  // namespace loom

@@ -1,0 +1,133 @@
+// Jump pairing and the section runner: how a list of expressions with If/Else/EndIF,
+// While/Wend and Repeat/Until runs as one section.
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+#include "engine/Evaluator.h"
+#include "engine/Messages.h"
+
+namespace loom {
+
+namespace {
+
+const char* CommandName(TVXParsJumpType type) {
+  switch (type) {
+    case jtIf: return "If";
+    case jtElse: return "Else";
+    case jtEndIF: return "EndIf";
+    case jtWhile: return "While";
+    case jtWend: return "Wend";
+    case jtRepeat: return "Repeat";
+    case jtUntil: return "Until";
+    default: return "";
+  }
+}
+
+// The command that closes a block opened (or continued) by type.
+TVXParsJumpType CloserOf(TVXParsJumpType type) {
+  switch (type) {
+    case jtIf:
+    case jtElse: return jtEndIF;
+    case jtWhile: return jtWend;
+    case jtRepeat: return jtUntil;
+    default: return jtNone;
+  }
+}
+
+[[noreturn]] void InvalidCommand(TVXParsJumpType met, TVXParsJumpType open) {
+  throw EVXParserException(
+      FormatMessage(rsInvalidLoopCommand, {CommandName(met), CommandName(CloserOf(open))}));
+}
+
+}  // namespace
+
+TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first, int end) {
+  if (end < 0) end = evaluator.GetExpressionCount();
+  TVXJumpTable targets(static_cast<std::size_t>(evaluator.GetExpressionCount()), -1);
+  // Open blocks: the index of their opening command and, for If, of its Else.
+  struct Open {
+    int index;
+    TVXParsJumpType type;
+    int elseIndex = -1;
+  };
+  std::vector<Open> open;
+  auto target = [&](int index) -> int& { return targets[static_cast<std::size_t>(index)]; };
+
+  for (int i = first; i < end; ++i) {
+    const TVXParsJumpType type = evaluator.GetJumpType(i);
+    switch (type) {
+      case jtIf:
+      case jtWhile:
+      case jtRepeat:
+        open.push_back({i, type});
+        break;
+      case jtElse:
+        if (open.empty()) throw EVXParserException(rsLoopsNotMatched);
+        if (open.back().type != jtIf || open.back().elseIndex >= 0)
+          InvalidCommand(type, open.back().elseIndex >= 0 ? jtElse : open.back().type);
+        open.back().elseIndex = i;
+        target(open.back().index) = i + 1;  // a false condition continues after Else
+        break;
+      case jtEndIF:
+      case jtWend:
+      case jtUntil: {
+        if (open.empty()) throw EVXParserException(rsLoopsNotMatched);
+        const Open block = open.back();
+        if (CloserOf(block.type) != type) InvalidCommand(type, block.type);
+        open.pop_back();
+        if (type == jtEndIF) {
+          if (block.elseIndex >= 0)
+            target(block.elseIndex) = i + 1;  // the true branch skips the false one
+          else
+            target(block.index) = i + 1;
+        } else if (type == jtWend) {
+          target(block.index) = i + 1;  // a false condition leaves the loop
+          target(i) = block.index;      // Wend goes back to test the condition again
+        } else {
+          target(i) = block.index + 1;  // a false condition repeats the body
+        }
+        break;
+      }
+      default:
+        break;
+    }
+  }
+  if (!open.empty()) throw EVXParserException(rsLoopsNotMatched);
+  return targets;
+}
+
+TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJumpTable& jumps,
+                             int first, int end, TVXParsDouble& result,
+                             const TVXSectionHooks& hooks) {
+  TVXSectionOutcome outcome;
+  result.Value = 0;
+  result.JumpFlag = false;
+  result.VarType = vtDouble;
+  int i = first;
+  while (i < end) {
+    if (evaluator.StopRequested() ||
+        (hooks.BeforeExpression && !hooks.BeforeExpression(hooks.Context, i))) {
+      outcome.Completed = false;
+      outcome.Aborted = true;
+      return outcome;
+    }
+    try {
+      evaluator.GetResults(i, result);
+    } catch (const std::exception& error) {
+      outcome.Completed = false;
+      outcome.FailedIndex = i;
+      outcome.ErrorMessage = error.what();
+      return outcome;
+    }
+    if (hooks.AfterExpression) hooks.AfterExpression(hooks.Context, i, result);
+    const bool stopping = hooks.StopRecursion && hooks.StopRecursion->load();
+    if (result.JumpFlag && !stopping && i >= 0 && i < static_cast<int>(jumps.size()) &&
+        jumps[static_cast<std::size_t>(i)] >= 0)
+      i = jumps[static_cast<std::size_t>(i)] - 1;
+    ++i;
+  }
+  return outcome;
+}
+
+}  // namespace loom
