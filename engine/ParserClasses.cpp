@@ -167,9 +167,7 @@ TVXParsDoubleConstant::TVXParsDoubleConstant(std::string name, const TVXParsDoub
 
 TVXParsBooleanConstant::TVXParsBooleanConstant(std::string name, double value,
                                                std::string description, std::string helpFile)
-    : TVXParsDoubleConstant(std::move(name), value, std::move(description), std::move(helpFile)) {
-  Value.VarType = vtBoolean;
-}
+    : TVXParsDoubleConstant(std::move(name), value, std::move(description), std::move(helpFile)) {}
 
 TVXParsBooleanConstant::TVXParsBooleanConstant(std::string name, const TVXParsDouble& value)
     : TVXParsDoubleConstant(std::move(name), value) {}
