@@ -37,6 +37,19 @@ struct TVXParsExpression {
   std::vector<std::unique_ptr<TVXParsExprWord>> Constants;
 };
 
+// How dates, times and grouped numbers are written and read; the evaluator's owner may change
+// them. Pattern letters are those of FormatDateTime.
+struct TVXFormatSettings {
+  char DateSeparator = '-';
+  char TimeSeparator = ':';
+  std::string ShortDateFormat = "yyyy-mm-dd";
+  std::string LongDateFormat = "dddd, mmmm d, yyyy";
+  std::string ShortTimeFormat = "hh:nn";
+  std::string LongTimeFormat = "hh:nn:ss";
+  std::string TimeAMString = "AM";
+  std::string TimePMString = "PM";
+};
+
 class TVXExpressionEvaluatorBase {
  public:
   // decimalSeparator is the one numbers are written with; with ',' the list separator is ';'.
@@ -130,6 +143,9 @@ class TVXExpressionEvaluatorBase {
   char DecimalSeparator() const { return decimalSeparator_; }
   char ListSeparator() const { return listSeparator_; }
   static constexpr char HexPrefix() { return '$'; }
+  // The thousands separator of number pictures: "," beside a decimal point, "." beside a comma.
+  char ThousandSeparator() const { return decimalSeparator_ == ',' ? '.' : ','; }
+  TVXFormatSettings FormatSettings;
   // Constant folding during compilation (on by default).
   bool ConstantFolding = true;
   // The directory that relative file names of formulas resolve against.

@@ -45,6 +45,11 @@ inline constexpr const char* rsDivisionByZero = "Division by zero";
 inline constexpr const char* rsInvalidFloatingPoint = "Invalid floating point operation";
 inline constexpr const char* rsNotAvailable = "%s: this function is not available in this build";
 
+// Interpolation.
+inline constexpr const char* rsInterpolationParametersInvalid = "Interpolation parameters are invalid";
+inline constexpr const char* rsInterpolationVectorInvalid =
+    "Interpolation vector invalid or value out of bounds";
+
 // Jump pairing.
 inline constexpr const char* rsInvalidLoopCommand = "Invalid loop command: \"%s\" expects \"%s\"";
 inline constexpr const char* rsLoopsNotMatched = "Loops or jumps are not matched";
