@@ -24,6 +24,8 @@ namespace loom {
 inline constexpr std::size_t kMaxFormulaLength = 1 << 20;  // characters of one expression
 inline constexpr int kMaxNestingDepth = 1000;              // brackets, calls and prefix operators
 inline constexpr int kMaxChainLength = 5000;               // operators in one chain, as in 1+1+1
+// The most elements a function may give a vector it sizes from a formula's number (1 GiB).
+inline constexpr std::size_t kMaxVectorLength = std::size_t{1} << 27;
 
 // One compiled expression of the evaluator's expression list.
 struct TVXParsExpression {
