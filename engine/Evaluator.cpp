@@ -55,13 +55,7 @@ TVXExpressionEvaluatorBase::TVXExpressionEvaluatorBase(char decimalSeparator)
 TVXExpressionEvaluatorBase::~TVXExpressionEvaluatorBase() = default;
 
 void TVXExpressionEvaluatorBase::Fail(const char* message, std::string_view detail) const {
-  std::string_view text = expressionText_;
-  std::string shortened;
-  if (text.size() > 200) {
-    shortened = std::string(text.substr(0, 200)) + "...";
-    text = shortened;
-  }
-  throw EVXParserException(FormatMessage(message, {text, detail}));
+  throw EVXParserException(FormatMessage(message, {expressionText_, detail}));
 }
 
 int TVXExpressionEvaluatorBase::AddExpression(const std::string& text) {
@@ -99,8 +93,12 @@ int TVXExpressionEvaluatorBase::AddEmptyExpression(const std::string& text) {
 }
 
 void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression) {
-  if (expression.Text.size() > kMaxFormulaLength)
-    Fail(rsFormulaTooLong, std::to_string(kMaxFormulaLength));
+  if (expression.Text.size() > kMaxFormulaLength) {
+    // The message quotes only the beginning of a text this long.
+    throw EVXParserException(FormatMessage(
+        rsFormulaTooLong,
+        {expression.Text.substr(0, 80) + "...", std::to_string(kMaxFormulaLength)}));
+  }
   listHead_ = listTail_ = nullptr;
   jumpType_ = jtNone;
 
