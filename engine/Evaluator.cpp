@@ -122,6 +122,8 @@ void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression
   }
   expression.JumpType = jumpType_;
   for (TVXParsExpressionRec* node = expression.Head; node; node = node->Next) ++expression.Size;
+  if (expression.Head != root || !root->Word->GetIsVariable())
+    expression.Program = TVXKernelProgram::Build(expression.Head, expression.Last);
 }
 
 TVXParsDouble TVXExpressionEvaluatorBase::Evaluate(const std::string& text) {
@@ -134,7 +136,7 @@ TVXParsDouble TVXExpressionEvaluatorBase::EvaluateCurrent() {
   TVXParsDouble result;
   if (!current_) return EmptyResult();
   Guarded([&] {
-    EvaluateList(current_->Head, result);
+    Run(*current_, result);
     return 0;
   });
   return result;
@@ -155,15 +157,28 @@ void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
   }
   currentIndex_ = index;
   current_ = expressions_[static_cast<std::size_t>(index)].get();
-  try {
-    EvaluateList(current_->Head, result);
-  } catch (const EVXParserException&) {
-    throw;
-  } catch (const std::bad_alloc&) {
-    throw EVXParserException("Out of memory");
-  } catch (const std::length_error&) {
-    throw EVXParserException("Out of memory");
+  Guarded([&] {
+    Run(*current_, result);
+    return 0;
+  });
+}
+
+void TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression, TVXParsDouble& result) {
+  if (UseKernels && expression.Program) {
+    switch (expression.Program->Run()) {
+      case TVXKernelProgram::TVXRun::kScalar:
+        result.VarType = vtDouble;
+        result.JumpFlag = false;
+        result.Value = expression.Last->Result.Value;
+        return;
+      case TVXKernelProgram::TVXRun::kVector:
+        CopyResult(expression.Last->Result, result);
+        return;
+      case TVXKernelProgram::TVXRun::kNotRun:
+        break;
+    }
   }
+  EvaluateList(expression.Head, result);
 }
 
 bool TVXExpressionEvaluatorBase::isBoolean() const {

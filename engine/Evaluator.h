@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/Kernel.h"
 #include "engine/ParserClasses.h"
 #include "engine/ParserHelpers.h"
 
@@ -37,6 +38,8 @@ struct TVXParsExpression {
   // Every record and constant made while compiling; the linear list points into them.
   std::vector<std::unique_ptr<TVXParsExpressionRec>> Records;
   std::vector<std::unique_ptr<TVXParsExprWord>> Constants;
+  // The fast path of an arithmetic expression; null for every other expression.
+  std::unique_ptr<TVXKernelProgram> Program;
 };
 
 // How dates, times and grouped numbers are written and read; the evaluator's owner may change
@@ -150,6 +153,8 @@ class TVXExpressionEvaluatorBase {
   TVXFormatSettings FormatSettings;
   // Constant folding during compilation (on by default).
   bool ConstantFolding = true;
+  // The fast path of arithmetic expressions (on by default); results are the same without it.
+  bool UseKernels = true;
   // The directory that relative file names of formulas resolve against.
   std::string BaseDirectory = ".";
 
@@ -184,6 +189,8 @@ class TVXExpressionEvaluatorBase {
   friend class TVXTreeBuilder;
 
   void CompileExpression(TVXParsExpression& expression);
+  // Evaluates a compiled expression into result: the fast path when it applies, else the list.
+  void Run(TVXParsExpression& expression, TVXParsDouble& result);
   TVXParsExpressionRec* MakeRec(TVXParsExprWord* word);
   // Evaluates a constant subtree once and returns its result (folding).
   TVXParsDouble EvaluateDisposeTree(TVXParsExpressionRec* rec, bool& isBooleanResult);
@@ -207,6 +214,10 @@ class TVXExpressionEvaluatorBase {
   std::mutex stopMutex_;  // guards the wait on stopSignal_
   std::condition_variable stopSignal_;
 };
+
+// Copies a node's result the way an evaluation hands it out: the kind, then the vector, the
+// string, the matrix or (for every other kind) the number; storage of result is reused.
+void CopyResult(const TVXParsDouble& from, TVXParsDouble& result);
 
 // The pairing of jump commands: for each expression index, where execution continues when
 // that expression's result carries the jump flag (-1 for expressions that never jump).

@@ -60,8 +60,10 @@ void TVXExpressionEvaluatorBase::EvaluateList(TVXParsExpressionRec* first, TVXPa
     node = node->Next;
   }
   if (node->Func) node->Func(node);
+  CopyResult(node->Result, result);
+}
 
-  const TVXParsDouble& last = node->Result;
+void CopyResult(const TVXParsDouble& last, TVXParsDouble& result) {
   result.VarType = last.VarType;
   result.JumpFlag = last.JumpFlag;
   switch (last.VarType) {

@@ -241,6 +241,28 @@ class TVXParsVectorRightBracket : public TVXParsExprWord {
   TVXPArsVarType GeTVXPArsVarType() const override { return vtVectorRightBracket; }
 };
 
+// What a word computes element by element, if it is pure arithmetic.
+enum class TVXKernelOp : std::uint8_t {
+  kNone,      // not arithmetic: the expression keeps its linear list only
+  kAdd,       // broadcasting a + b
+  kSubtract,  // broadcasting a - b
+  kMultiply,  // broadcasting a * b
+  kDivide,    // broadcasting a / b
+  kUnary,     // element rule: Unary(x) for a number or every element
+  kBinary,    // broadcasting Binary(a, b)
+  kScalarRight,  // element rule on argument 0 with argument 1 read as a number: Binary(x, y)
+  kCompare,   // Binary(a, b) of two numbers; a vector operand leaves the fast path
+  kCopy,      // the number or vector of argument 0 ("+@")
+  kAssign,    // assignment of a number or vector to a variable (only as the last operation)
+};
+
+struct TVXParsKernel {
+  TVXKernelOp Op = TVXKernelOp::kNone;
+  double (*Unary)(double) = nullptr;
+  double (*Binary)(double, double) = nullptr;
+  bool MayThrow = false;  // the operation can raise (an integer conversion, say)
+};
+
 // A function or an operator, and the registration record of the function list.
 class TVXParsFunction : public TVXParsExprWord {
  public:
@@ -260,6 +282,8 @@ class TVXParsFunction : public TVXParsExprWord {
   TVXParsFunctionType FunctionType = vxtBasic;
   std::string Description;
   std::string HelpFile;
+  // Set for pure arithmetic words: what the fast path of arithmetic formulas computes.
+  TVXParsKernel Kernel;
 
   bool GetIsOper() const override { return IsOper; }
   int GetNFunctionArg() const override { return NFunctionArg; }

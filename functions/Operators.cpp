@@ -122,6 +122,55 @@ SharedGenerator& Generator() {
   return generator;
 }
 
+
+// The element operations of the arithmetic words. The bodies apply them through the
+// broadcasting and element rules; the fast path of arithmetic formulas applies the very same
+// functions, so both paths compute the same results.
+namespace element {
+double Percent(double x) { return x * 0.01; }
+double Negate(double x) { return -x; }
+double Power(double x, double y) { return std::pow(x, y); }
+double IntegerPower(double x, double n) { return IntPower(x, RoundToInt64(n)); }
+double Greater(double a, double b) { return BoolToNumber(a > b); }
+double GreaterEqual(double a, double b) {
+  return BoolToNumber(static_cast<long double>(a) + kCompareTolerance >= b);
+}
+double LessEqual(double a, double b) {
+  return BoolToNumber(static_cast<long double>(b) + kCompareTolerance >= a);
+}
+double Less(double a, double b) { return BoolToNumber(a < b); }
+double Equal(double a, double b) {
+  return BoolToNumber(std::fabs(static_cast<long double>(a) - b) < kCompareTolerance);
+}
+double NotEqual(double a, double b) {
+  return BoolToNumber(std::fabs(static_cast<long double>(a) - b) > kCompareTolerance);
+}
+double Sqrt(double x) { return std::sqrt(x); }
+double Abs(double x) { return std::fabs(x); }
+double Round(double x) { return std::nearbyint(x); }
+double Trunc(double x) { return std::trunc(x); }
+double Max(double a, double b) { return a > b ? a : b; }
+double Min(double a, double b) { return a < b ? a : b; }
+double Frac(double x) { return x - std::trunc(x); }
+double Sqr(double x) { return x * x; }
+double Sin(double x) { return std::sin(x); }
+double Cos(double x) { return std::cos(x); }
+double Tan(double x) { return std::tan(x); }
+double Arcsin(double x) { return std::asin(x); }
+double Arccos(double x) { return std::acos(x); }
+double DegToRad(double x) { return x * std::numbers::pi / 180.0; }
+double RadToDeg(double x) { return x * 180.0 / std::numbers::pi; }
+double Exp(double x) { return std::exp(x); }
+double Ln(double x) { return std::log(x); }
+double Log10(double x) { return std::log10(x); }
+double Sinh(double x) { return std::sinh(x); }
+double Cosh(double x) { return std::cosh(x); }
+double Tanh(double x) { return std::tanh(x); }
+double Arcsinh(double x) { return std::asinh(x); }
+double Arccosh(double x) { return std::acosh(x); }
+double Arctanh(double x) { return std::atanh(x); }
+}  // namespace element
+
 }  // namespace
 
 // --- operators ---
@@ -132,11 +181,11 @@ void _VXParsFactorial(TVXParsExpressionRec* rec) {
 }
 
 void _VXParsPercent(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return x * 0.01; });
+  ApplyUnary(rec, [](double x) { return element::Percent(x); });
 }
 
 void _VXParsUnaryMinus(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return -x; });
+  ApplyUnary(rec, [](double x) { return element::Negate(x); });
 }
 
 // A string or boolean argument passes only its kind.
@@ -152,7 +201,7 @@ void _VXParsUnaryPlus(TVXParsExpressionRec* rec) {
 
 void _VXParsPower(TVXParsExpressionRec* rec) {
   const double y = rec->Arg(1).Value;
-  ApplyUnary(rec, [y](double x) { return std::pow(x, y); });
+  ApplyUnary(rec, [y](double x) { return element::Power(x, y); });
 }
 
 void _VXParsIntPower(TVXParsExpressionRec* rec) {
@@ -217,21 +266,19 @@ void _VXParsShiftRight(TVXParsExpressionRec* rec) {
 // The comparisons write only the number of the result; its kind comes from the word (boolean).
 // >, >=, < and <= read the numbers of both arguments whatever their kinds.
 void _VXParsGreater(TVXParsExpressionRec* rec) {
-  rec->Result.Value = BoolToNumber(rec->Arg(0).Value > rec->Arg(1).Value);
+  rec->Result.Value = element::Greater(rec->Arg(0).Value, rec->Arg(1).Value);
 }
 
 void _VXParsGreaterEqual(TVXParsExpressionRec* rec) {
-  const long double a = rec->Arg(0).Value;
-  rec->Result.Value = BoolToNumber(a + kCompareTolerance >= rec->Arg(1).Value);
+  rec->Result.Value = element::GreaterEqual(rec->Arg(0).Value, rec->Arg(1).Value);
 }
 
 void _VXParsLessEqual(TVXParsExpressionRec* rec) {
-  const long double b = rec->Arg(1).Value;
-  rec->Result.Value = BoolToNumber(b + kCompareTolerance >= rec->Arg(0).Value);
+  rec->Result.Value = element::LessEqual(rec->Arg(0).Value, rec->Arg(1).Value);
 }
 
 void _VXParsLess(TVXParsExpressionRec* rec) {
-  rec->Result.Value = BoolToNumber(rec->Arg(0).Value < rec->Arg(1).Value);
+  rec->Result.Value = element::Less(rec->Arg(0).Value, rec->Arg(1).Value);
 }
 
 // = and <> compare two numbers or two strings (byte-wise); every other pair, booleans
@@ -241,7 +288,7 @@ void _VXParsNotEqual(TVXParsExpressionRec* rec) {
   const TVXParsDouble& b = rec->Arg(1);
   bool truth = false;
   if (a.VarType == vtDouble && b.VarType == vtDouble)
-    truth = std::fabs(static_cast<long double>(a.Value) - b.Value) > kCompareTolerance;
+    truth = element::NotEqual(a.Value, b.Value) != 0;
   else if (a.VarType == vtString && b.VarType == vtString)
     truth = a.StrValue != b.StrValue;
   rec->Result.Value = BoolToNumber(truth);
@@ -252,7 +299,7 @@ void _VXParsEqual(TVXParsExpressionRec* rec) {
   const TVXParsDouble& b = rec->Arg(1);
   bool truth = false;
   if (a.VarType == vtDouble && b.VarType == vtDouble)
-    truth = std::fabs(static_cast<long double>(a.Value) - b.Value) < kCompareTolerance;
+    truth = element::Equal(a.Value, b.Value) != 0;
   else if (a.VarType == vtString && b.VarType == vtString)
     truth = a.StrValue == b.StrValue;
   rec->Result.Value = BoolToNumber(truth);
@@ -313,28 +360,28 @@ void _VXParsAssign(TVXParsExpressionRec* rec) {
 
 // A negative argument gives NaN.
 void _VXParsSqrt(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::sqrt(x); });
+  ApplyUnary(rec, [](double x) { return element::Sqrt(x); });
 }
 
 void _VXParsAbs(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::fabs(x); });
+  ApplyUnary(rec, [](double x) { return element::Abs(x); });
 }
 
 // Ties to even; stays a double, so any magnitude is allowed.
 void _VXParsRound(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::nearbyint(x); });
+  ApplyUnary(rec, [](double x) { return element::Round(x); });
 }
 
 void _VXParsTrunc(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::trunc(x); });
+  ApplyUnary(rec, [](double x) { return element::Trunc(x); });
 }
 
 void _VXParsMax(TVXParsExpressionRec* rec) {
-  ApplyBinary(rec, [](double a, double b) { return a > b ? a : b; });
+  ApplyBinary(rec, [](double a, double b) { return element::Max(a, b); });
 }
 
 void _VXParsMin(TVXParsExpressionRec* rec) {
-  ApplyBinary(rec, [](double a, double b) { return a < b ? a : b; });
+  ApplyBinary(rec, [](double a, double b) { return element::Min(a, b); });
 }
 
 void _VXParsCeil(TVXParsExpressionRec* rec) {
@@ -346,7 +393,7 @@ void _VXParsFloor(TVXParsExpressionRec* rec) {
 }
 
 void _VXParsFrac(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return x - std::trunc(x); });
+  ApplyUnary(rec, [](double x) { return element::Frac(x); });
 }
 
 void _VXParsClamp(TVXParsExpressionRec* rec) {
@@ -361,27 +408,27 @@ void _VXParsClamp(TVXParsExpressionRec* rec) {
 // --- trigonometric functions ---
 
 void _VXParsSqr(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return x * x; });
+  ApplyUnary(rec, [](double x) { return element::Sqr(x); });
 }
 
 void _VXParsSin(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::sin(x); });
+  ApplyUnary(rec, [](double x) { return element::Sin(x); });
 }
 
 void _VXParsCos(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::cos(x); });
+  ApplyUnary(rec, [](double x) { return element::Cos(x); });
 }
 
 void _VXParsTan(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::tan(x); });
+  ApplyUnary(rec, [](double x) { return element::Tan(x); });
 }
 
 void _VXParsArcsin(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::asin(x); });
+  ApplyUnary(rec, [](double x) { return element::Arcsin(x); });
 }
 
 void _VXParsArccos(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::acos(x); });
+  ApplyUnary(rec, [](double x) { return element::Arccos(x); });
 }
 
 // Numbers only: y is argument 0, x argument 1.
@@ -391,25 +438,25 @@ void _VXParsArctan2(TVXParsExpressionRec* rec) {
 }
 
 void _VXParsDegtorad(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return x * std::numbers::pi / 180.0; });
+  ApplyUnary(rec, [](double x) { return element::DegToRad(x); });
 }
 
 void _VXParsRadtodeg(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return x * 180.0 / std::numbers::pi; });
+  ApplyUnary(rec, [](double x) { return element::RadToDeg(x); });
 }
 
 // --- transcendental functions ---
 
 void _VXParsExp(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::exp(x); });
+  ApplyUnary(rec, [](double x) { return element::Exp(x); });
 }
 
 void _VXParsLn(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::log(x); });
+  ApplyUnary(rec, [](double x) { return element::Ln(x); });
 }
 
 void _VXParsLog10(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::log10(x); });
+  ApplyUnary(rec, [](double x) { return element::Log10(x); });
 }
 
 // The logarithm of argument 1 to the base argument 0. Argument 1 is deliberately rounded first:
@@ -422,27 +469,27 @@ void _VXParsLogN(TVXParsExpressionRec* rec) {
 }
 
 void _VXParsSinh(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::sinh(x); });
+  ApplyUnary(rec, [](double x) { return element::Sinh(x); });
 }
 
 void _VXParsCosh(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::cosh(x); });
+  ApplyUnary(rec, [](double x) { return element::Cosh(x); });
 }
 
 void _VXParsTanh(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::tanh(x); });
+  ApplyUnary(rec, [](double x) { return element::Tanh(x); });
 }
 
 void _VXParsArcsinh(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::asinh(x); });
+  ApplyUnary(rec, [](double x) { return element::Arcsinh(x); });
 }
 
 void _VXParsArccosh(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::acosh(x); });
+  ApplyUnary(rec, [](double x) { return element::Arccosh(x); });
 }
 
 void _VXParsArctanh(TVXParsExpressionRec* rec) {
-  ApplyUnary(rec, [](double x) { return std::atanh(x); });
+  ApplyUnary(rec, [](double x) { return element::Arctanh(x); });
 }
 
 // --- system functions ---
@@ -514,6 +561,65 @@ void _VXParsNow(TVXParsExpressionRec* rec) {
 void _VXParsCondEval(TVXParsExpressionRec* rec) {
   const bool condition = (RoundToInt64(rec->Arg(0).Value) & 0xFF) != 0;
   CopyValue(rec->Arg(condition ? 1 : 2), rec->Result);
+}
+
+}  // namespace loom
+
+namespace loom {
+
+TVXParsKernel KernelOf(TVXParsProc body) {
+  using enum TVXKernelOp;
+  struct Binding {
+    TVXParsProc body;
+    TVXParsKernel kernel;
+  };
+  // clang-format off
+  static const Binding kBindings[] = {
+    {_VXParsAdd,          {kAdd}},
+    {_VXParsSubtract,     {kSubtract}},
+    {_VXParsMultiply,     {kMultiply}},
+    {_VXParsDivide,       {kDivide}},
+    {_VXParsUnaryMinus,   {kUnary, element::Negate}},
+    {_VXParsUnaryPlus,    {kCopy}},
+    {_VXParsPercent,      {kUnary, element::Percent}},
+    {_VXParsPower,        {kScalarRight, nullptr, element::Power}},
+    {_VXParsIntPower,     {kScalarRight, nullptr, element::IntegerPower, /*MayThrow=*/true}},
+    {_VXParsGreater,      {kCompare, nullptr, element::Greater}},
+    {_VXParsGreaterEqual, {kCompare, nullptr, element::GreaterEqual}},
+    {_VXParsLessEqual,    {kCompare, nullptr, element::LessEqual}},
+    {_VXParsLess,         {kCompare, nullptr, element::Less}},
+    {_VXParsEqual,        {kCompare, nullptr, element::Equal}},
+    {_VXParsNotEqual,     {kCompare, nullptr, element::NotEqual}},
+    {_VXParsAssign,       {kAssign}},
+    {_VXParsSqrt,         {kUnary, element::Sqrt}},
+    {_VXParsAbs,          {kUnary, element::Abs}},
+    {_VXParsRound,        {kUnary, element::Round}},
+    {_VXParsTrunc,        {kUnary, element::Trunc}},
+    {_VXParsMax,          {kBinary, nullptr, element::Max}},
+    {_VXParsMin,          {kBinary, nullptr, element::Min}},
+    {_VXParsFrac,         {kUnary, element::Frac}},
+    {_VXParsSqr,          {kUnary, element::Sqr}},
+    {_VXParsSin,          {kUnary, element::Sin}},
+    {_VXParsCos,          {kUnary, element::Cos}},
+    {_VXParsTan,          {kUnary, element::Tan}},
+    {_VXParsArcsin,       {kUnary, element::Arcsin}},
+    {_VXParsArccos,       {kUnary, element::Arccos}},
+    {_VXParsDegtorad,     {kUnary, element::DegToRad}},
+    {_VXParsRadtodeg,     {kUnary, element::RadToDeg}},
+    {_VXParsExp,          {kUnary, element::Exp}},
+    {_VXParsLn,           {kUnary, element::Ln}},
+    {_VXParsLog10,        {kUnary, element::Log10}},
+    {_VXParsSinh,         {kUnary, element::Sinh}},
+    {_VXParsCosh,         {kUnary, element::Cosh}},
+    {_VXParsTanh,         {kUnary, element::Tanh}},
+    {_VXParsArcsinh,      {kUnary, element::Arcsinh}},
+    {_VXParsArccosh,      {kUnary, element::Arccosh}},
+    {_VXParsArctanh,      {kUnary, element::Arctanh}},
+  };
+  // clang-format on
+  for (const Binding& binding : kBindings)
+    if (binding.body == body) return binding.kernel;
+  return {};
 }
 
 }  // namespace loom

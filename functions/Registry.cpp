@@ -409,7 +409,7 @@ constexpr OperatorRow kCStyleOperators[] = {
 
 // Builds the word of a row in its class; Args are the arguments of one TVXParsFunction form.
 template <typename... Args>
-std::unique_ptr<TVXParsExprWord> MakeFunctionWord(WordClass cls, Args&&... args) {
+std::unique_ptr<TVXParsFunction> MakeFunctionWordOfClass(WordClass cls, Args&&... args) {
   switch (cls) {
     case WordClass::kVarying:
       return std::make_unique<TVXParsVaryingFunction>(std::forward<Args>(args)...);
@@ -421,6 +421,14 @@ std::unique_ptr<TVXParsExprWord> MakeFunctionWord(WordClass cls, Args&&... args)
       break;
   }
   return std::make_unique<TVXParsFunction>(std::forward<Args>(args)...);
+}
+
+// As above, with the fast-path operation of the word's body.
+template <typename... Args>
+std::unique_ptr<TVXParsExprWord> MakeFunctionWord(WordClass cls, Args&&... args) {
+  auto word = MakeFunctionWordOfClass(cls, std::forward<Args>(args)...);
+  word->Kernel = KernelOf(word->Func);
+  return word;
 }
 
 void AddOperators(TVXExpressionEvaluatorBase& evaluator, std::span<const OperatorRow> rows) {

@@ -1,0 +1,81 @@
+// The fast path of arithmetic formulas.
+//
+// Most formulas that measurement users run are arithmetic over numbers and vectors: a+b*c,
+// sin(a)*cos(b)+sqrt(c), y := (a+b)*(c-d)/e. For such an expression the compiler builds, beside
+// its linear list, a TVXKernelProgram: the same operations as straight-line code over doubles,
+// with operands read in place. Before each evaluation the program checks the kinds of the values
+// it reads; when they are all numbers it runs as scalar code, when they are numbers and vectors
+// of one length it runs block by block over the vectors (one pass, loops the compiler
+// vectorises), and otherwise the linear list runs as usual. Both paths compute exactly the same
+// results: the element operations are the very functions the bodies use.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "engine/ParserClasses.h"
+
+namespace loom {
+
+struct TVXParsExpressionRec;
+
+class TVXKernelProgram {
+ public:
+  // Builds the program of a linear list, or returns null when a node is not pure arithmetic.
+  static std::unique_ptr<TVXKernelProgram> Build(TVXParsExpressionRec* head,
+                                                 TVXParsExpressionRec* last);
+
+  enum class TVXRun { kNotRun, kScalar, kVector };
+
+  // Runs the program into last->Result (and the assignment's target). kNotRun when the kinds of
+  // the values read do not allow it, in which case nothing was changed; kScalar when the result
+  // is the number in last->Result.Value, kVector when it is last->Result's vector.
+  TVXRun Run();
+
+ private:
+  // An operand: an input value read in place, or the register of an earlier instruction.
+  struct Operand {
+    const TVXParsDouble* input = nullptr;  // null for a register
+    int reg = -1;
+  };
+  struct Instruction {
+    TVXKernelOp op;
+    double (*unary)(double);
+    double (*binary)(double, double);
+    Operand x, y;
+    int out;  // register
+  };
+
+  // Scalar runs read and write doubles through pointers fixed when the program is built.
+  struct ScalarInstruction {
+    TVXKernelOp op;
+    double (*unary)(double);
+    double (*binary)(double, double);
+    const double* x;
+    const double* y;
+    double* out;
+  };
+
+  void PrepareScalarCode();
+  void RunScalar();
+  bool RunVectors(std::size_t length);
+  void RunBlock(std::size_t offset, std::size_t count);
+
+  std::vector<Instruction> code_;
+  std::vector<ScalarInstruction> scalarCode_;
+  const double* scalarSource_ = nullptr;  // the assigned number in a scalar run
+  std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before each run
+  TVXParsDouble* assignTarget_ = nullptr;
+  Operand assignSource_;
+  TVXParsDouble* result_ = nullptr;  // the last node's result
+  bool vectorCapable_ = true;
+  bool mayThrow_ = false;  // an operation can raise: a vector run writes its target last
+  std::vector<double> scalarRegs_;
+  // Vector runs: per register whether it holds one number for the whole run, and its block.
+  std::vector<char> regIsScalar_;
+  std::vector<double> blocks_;
+};
+
+}  // namespace loom
