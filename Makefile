@@ -1,0 +1,81 @@
+# Set-up, build and test entry points. Every target installs what is missing first
+# (scripts/setup.sh), so `make run` and `make test` work on a fresh Debian machine as root.
+
+BUILD_DIR ?= build
+ASAN_DIR ?= build-asan
+BENCH_DIR ?= build-bench
+FUZZ_DIR ?= build-fuzz
+JOBS ?= 2
+EXAMPLE ?= examples/primes.loom
+FUZZ_SECONDS ?= 60
+
+CMAKE_FLAGS ?=
+SOURCE_DIRS := app engine functions panel serial matlab ui host tests bench fuzz
+
+.PHONY: all setup configure build run test test-sanitize bench fuzz format clean
+
+all: build
+
+setup:
+	bash scripts/setup.sh
+
+# The options are given explicitly so that a build folder configured otherwise before is put
+# back to the default build.
+configure: setup
+	cmake -S . -B $(BUILD_DIR) -DLOOM_BUILD_TESTS=ON -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF \
+	  $(CMAKE_FLAGS)
+
+build: configure
+	cmake --build $(BUILD_DIR) -j$(JOBS)
+
+# The main job on a bundled example: a script with loops and branches, traced.
+run: configure
+	cmake --build $(BUILD_DIR) -j$(JOBS) --target loom
+	$(BUILD_DIR)/app/loom eval -f $(EXAMPLE) --trace
+
+test: build
+	ctest --test-dir $(BUILD_DIR) --output-on-failure --no-tests=error -j$(JOBS)
+
+test-sanitize: setup
+	cmake -S . -B $(ASAN_DIR) -DLOOM_SANITIZE=ON -DLOOM_BUILD_BENCH=OFF -DLOOM_BUILD_TESTS=ON \
+	  -DLOOM_FUZZ=OFF $(CMAKE_FLAGS)
+	cmake --build $(ASAN_DIR) -j$(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --test-dir $(ASAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
+
+# Builds the benchmarks in Release and runs each of them.
+bench: setup
+	@if [ -f bench/CMakeLists.txt ]; then \
+	  cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF && \
+	  cmake --build $(BENCH_DIR) -j$(JOBS) && \
+	  for b in $$(find $(BENCH_DIR)/bench -maxdepth 1 -type f -executable | sort); do \
+	    echo "== $$b"; $$b || exit 1; \
+	  done; \
+	else \
+	  echo "no benchmarks yet"; \
+	fi
+
+# Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS.
+fuzz: setup
+	@if [ -f fuzz/CMakeLists.txt ]; then \
+	  CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DLOOM_FUZZ=ON -DLOOM_BUILD_TESTS=OFF \
+	    -DLOOM_BUILD_BENCH=OFF && \
+	  cmake --build $(FUZZ_DIR) -j$(JOBS) && \
+	  for f in $$(find $(FUZZ_DIR)/fuzz -maxdepth 1 -type f -executable | sort); do \
+	    name=$$(basename $$f); \
+	    corpus=fuzz/corpus/$$(echo $$name | sed 's/Fuzzer$$//' | tr A-Z a-z); \
+	    mkdir -p $(FUZZ_DIR)/corpus/$$name; \
+	    echo "== $$name"; \
+	    $$f -max_total_time=$(FUZZ_SECONDS) $(FUZZ_DIR)/corpus/$$name \
+	      $$( [ -d $$corpus ] && echo $$corpus ) || exit 1; \
+	  done; \
+	else \
+	  echo "not yet"; \
+	fi
+
+format: setup
+	find $(wildcard $(SOURCE_DIRS)) \( -name '*.cpp' -o -name '*.h' \) -print0 | \
+	  xargs -0 -r clang-format -i
+
+clean:
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(BENCH_DIR) $(FUZZ_DIR)

@@ -1,0 +1,161 @@
+// `loom`: the command line of the Loom formula engine. This file only parses the arguments; the
+// commands themselves live in the loom_app library.
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "app/EvalCommand.h"
+#include "app/ListCommands.h"
+#include "app/Repl.h"
+
+namespace {
+
+using namespace loom;
+
+// Adds the evaluator options shared by eval and repl. separator receives "." or ",".
+void AddEvaluatorOptions(CLI::App& command, TEvaluatorOptions& options, std::string& separator,
+                         bool& noFold) {
+  command.add_flag("--cstyle", options.CStyle,
+                   "add the C-style spellings: || && == != fact div perc");
+  command
+      .add_option("--decimal-separator", separator,
+                  "decimal separator of numbers, \".\" or \",\" (with \",\" lists use \";\")")
+      ->check(CLI::IsMember({".", ","}))
+      ->type_name("C");
+  command.add_flag("--no-fold", noFold, "compile without constant folding");
+}
+
+void ApplyEvaluatorOptions(TEvaluatorOptions& options, const std::string& separator, bool noFold) {
+  options.DecimalSeparator = separator.front();
+  options.ConstantFolding = !noFold;
+}
+
+// CLI11 splits an argument written "[a,b,c]" into three values of a list option, and formulas
+// write vectors exactly so. Such an argument is parsed with a marker appended (so that it no
+// longer ends in "]"), which is removed again afterwards.
+constexpr char kBracketMarker = '\x1f';
+
+std::vector<std::string> ProtectBracketArguments(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) {  // CLI11 takes its arguments in reverse order
+    std::string argument = argv[i];
+    if (argument.size() >= 2 && argument.front() == '[' && argument.back() == ']') {
+      argument.push_back(kBracketMarker);
+    }
+    arguments.push_back(std::move(argument));
+  }
+  return arguments;
+}
+
+void UnprotectBracketArgument(std::string& argument) {
+  if (!argument.empty() && argument.back() == kBracketMarker) argument.pop_back();
+}
+
+void OnInterrupt(int /*signal*/) {
+  InterruptRepl();
+}
+
+// Ctrl-C stops a running block and returns to the prompt instead of ending the REPL.
+void CatchInterrupts() {
+  struct sigaction action = {};
+  action.sa_handler = &OnInterrupt;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, nullptr);
+}
+
+int RunRepl(const TEvaluatorOptions& options) {
+  auto evaluator = MakeEvaluator(options);
+  const bool interactive = isatty(STDIN_FILENO) != 0;
+  auto reader =
+      interactive ? MakeTerminalLineReader(DefaultHistoryFile()) : MakeStreamLineReader(std::cin);
+  if (interactive) {
+    CatchInterrupts();
+    std::cout << "Loom " LOOM_VERSION " formula REPL; :help lists the commands, :quit leaves.\n";
+  }
+  TRepl repl(*evaluator, *reader, std::cout, std::cerr);
+  return repl.Run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"Loom: a formula engine for measurement data.", "loom"};
+  app.set_version_flag("--version", "loom " LOOM_VERSION);
+  app.require_subcommand(1);
+
+  TEvalOptions eval;
+  std::string evalSeparator = ".";
+  bool evalNoFold = false;
+  CLI::App* evalCommand = app.add_subcommand(
+      "eval", "evaluate expressions in turn (variables carry over), or run a script with -f");
+  AddEvaluatorOptions(*evalCommand, eval.Evaluator, evalSeparator, evalNoFold);
+  CLI::Option* fileOption = evalCommand->add_option(
+      "-f,--file", eval.ScriptFile, "run the script FILE (\"-\" reads standard input) once");
+  fileOption->type_name("FILE");
+  CLI::Option* booleanOption = evalCommand->add_flag(
+      "--boolean", eval.Boolean, "take the last EXPR as a condition and print True or False");
+  evalCommand->add_flag("--dump", eval.Dump,
+                        "print the compiled list of each expression before its result");
+  evalCommand
+      ->add_flag("--trace", eval.Trace,
+                 "scripts: print \"index: result\" for each expression run (index from 0)")
+      ->needs(fileOption);
+  evalCommand
+      ->add_option("--timeout", eval.TimeoutSeconds, "scripts: stop after SECONDS, exit status 2")
+      ->check(CLI::Range(0.001, 1.0e6))
+      ->type_name("SECONDS")
+      ->needs(fileOption);
+  CLI::Option* expressionsOption =
+      evalCommand->add_option("EXPR", eval.Expressions, "expressions, evaluated in turn")
+          ->type_name("");
+  fileOption->excludes(expressionsOption);
+  booleanOption->excludes(fileOption);
+
+  TEvaluatorOptions repl;
+  std::string replSeparator = ".";
+  bool replNoFold = false;
+  CLI::App* replCommand =
+      app.add_subcommand("repl", "read, evaluate and print formulas interactively");
+  AddEvaluatorOptions(*replCommand, repl, replSeparator, replNoFold);
+
+  TEvaluatorOptions words;
+  CLI::App* functionsCommand = app.add_subcommand("functions", "list the functions");
+  functionsCommand->add_flag("--cstyle", words.CStyle, "include the C-style spellings");
+  CLI::App* operatorsCommand = app.add_subcommand("operators", "list the operators");
+  operatorsCommand->add_flag("--cstyle", words.CStyle, "include the C-style spellings");
+  std::string topicName;
+  CLI::App* helpTopicCommand =
+      app.add_subcommand("help-topic", "print the help page of a function, operator or name");
+  helpTopicCommand->add_option("NAME", topicName, "the word")->required()->type_name("");
+
+  try {
+    std::vector<std::string> arguments = ProtectBracketArguments(argc, argv);
+    app.parse(arguments);
+    for (std::string& expression : eval.Expressions) UnprotectBracketArgument(expression);
+    UnprotectBracketArgument(eval.ScriptFile);
+    UnprotectBracketArgument(topicName);
+    if (evalCommand->parsed() && eval.ScriptFile.empty() && eval.Expressions.empty()) {
+      throw CLI::ValidationError("eval: give EXPR... or -f FILE");
+    }
+  } catch (const CLI::ParseError& error) {
+    const int status = app.exit(error);
+    return status == 0 ? kExitOk : kExitUsage;
+  }
+
+  if (evalCommand->parsed()) {
+    ApplyEvaluatorOptions(eval.Evaluator, evalSeparator, evalNoFold);
+    return RunEvalCommand(eval, std::cin, std::cout, std::cerr);
+  }
+  if (replCommand->parsed()) {
+    ApplyEvaluatorOptions(repl, replSeparator, replNoFold);
+    return RunRepl(repl);
+  }
+  if (functionsCommand->parsed()) return RunFunctionsCommand(words, std::cout);
+  if (operatorsCommand->parsed()) return RunOperatorsCommand(words, std::cout);
+  return RunHelpTopicCommand(words, topicName, std::cout, std::cerr);
+}

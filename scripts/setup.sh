@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building, testing, benchmarking and fuzzing Loom need.
+# Runs as root on a fresh Debian machine; when everything is installed already it returns at
+# once without touching apt, so every make target can call it.
+set -euo pipefail
+
+PACKAGES=(
+  build-essential cmake g++          # the compiler and the build
+  libgtest-dev libgmock-dev googletest  # unit tests
+  libbenchmark-dev libmuparser-dev   # benchmarks (muParser only as the yardstick there)
+  libcli11-dev libreadline-dev       # the loom command line and its REPL
+  libfftw3-dev                       # spectra
+  python3                            # the end-to-end tests of the command line
+  clang libclang-rt-14-dev           # fuzzing with libFuzzer
+  clang-format                       # make format
+)
+
+missing=()
+for package in "${PACKAGES[@]}"; do
+  status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+  if [[ "$status" != "installed" ]]; then
+    missing+=("$package")
+  fi
+done
+
+if ((${#missing[@]} == 0)); then
+  exit 0
+fi
+
+echo "setup: installing ${missing[*]}"
+if [[ $(id -u) -ne 0 ]]; then
+  echo "setup: these packages are missing and installing them needs root" >&2
+  exit 1
+fi
+export DEBIAN_FRONTEND=noninteractive
+apt-get update
+apt-get install -y --no-install-recommends "${missing[@]}"

@@ -1,0 +1,48 @@
+// The --timeout watchdog: it stops a running section once, and only when the time is up.
+#include <gtest/gtest.h>
+
+#include "app/Script.h"
+#include "app/Watchdog.h"
+#include "functions/Registry.h"
+
+namespace loom {
+namespace {
+
+TEST(StopWatchdog, StopsALoopThatNeverEnds) {
+  TVXExpressionEvaluator evaluator;
+  const TCompiledScript script = CompileScript(evaluator, {"i:=0", "While(1)", "i:=i+1", "Wend"});
+  TVXParsDouble result;
+  TVXSectionOutcome outcome;
+  bool fired = false;
+  {
+    TStopWatchdog watchdog(evaluator, std::chrono::milliseconds(50));
+    outcome = RunScript(evaluator, script, result);
+    fired = watchdog.Fired();
+  }
+  EXPECT_TRUE(fired);
+  EXPECT_TRUE(outcome.Aborted);
+  EXPECT_FALSE(outcome.Completed);
+  EXPECT_TRUE(evaluator.StopRequested());
+}
+
+TEST(StopWatchdog, EndsQuietlyWhenTheRunIsShorter) {
+  TVXExpressionEvaluator evaluator;
+  const auto started = std::chrono::steady_clock::now();
+  {
+    TStopWatchdog watchdog(evaluator, std::chrono::seconds(60));
+    EXPECT_FALSE(watchdog.Fired());
+  }
+  // Destroying it must not wait for the limit.
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+  EXPECT_FALSE(evaluator.StopRequested());
+}
+
+TEST(StopWatchdog, NoLimitNeverFires) {
+  TVXExpressionEvaluator evaluator;
+  TStopWatchdog watchdog(evaluator, std::chrono::duration<double>(0));
+  EXPECT_FALSE(watchdog.Fired());
+  EXPECT_FALSE(evaluator.StopRequested());
+}
+
+}  // namespace
+}  // namespace loom
