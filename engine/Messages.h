@@ -44,6 +44,7 @@ inline constexpr const char* rsInvalidArgumentTypes = "Invalid argument types";
 inline constexpr const char* rsDivisionByZero = "Division by zero";
 inline constexpr const char* rsInvalidFloatingPoint = "Invalid floating point operation";
 inline constexpr const char* rsVectorTooLarge = "%s: a vector may hold at most %s elements";
+inline constexpr const char* rsStringTooLong = "%s: a string may hold at most %s characters";
 inline constexpr const char* rsNotAvailable = "%s: this function is not available in this build";
 
 // Interpolation.
