@@ -165,17 +165,10 @@ void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
 
 void TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression, TVXParsDouble& result) {
   if (UseKernels && expression.Program) {
-    switch (expression.Program->Run()) {
-      case TVXKernelProgram::TVXRun::kScalar:
-        result.VarType = vtDouble;
-        result.JumpFlag = false;
-        result.Value = expression.Last->Result.Value;
-        return;
-      case TVXKernelProgram::TVXRun::kVector:
-        CopyResult(expression.Last->Result, result);
-        return;
-      case TVXKernelProgram::TVXRun::kNotRun:
-        break;
+    if (expression.Program->RunNumbers(result)) return;
+    if (expression.Program->RunVectors()) {
+      CopyResult(expression.Last->Result, result);
+      return;
     }
   }
   EvaluateList(expression.Head, result);

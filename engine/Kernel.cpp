@@ -75,6 +75,7 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
   program->result_ = &last->Result;
   program->scalarRegs_.assign(program->code_.size(), 0.0);
   program->PrepareScalarCode();
+  program->SelectNumbersRunner();
   program->regIsScalar_.assign(program->code_.size(), 0);
   program->blocks_.assign(program->code_.size() * kBlock, 0.0);
   return program;
@@ -97,25 +98,156 @@ void TVXKernelProgram::PrepareScalarCode() {
     scalarCode_.back().out = &result_->Value;
 }
 
-TVXKernelProgram::TVXRun TVXKernelProgram::Run() {
-  // vtDouble is 0: the inputs are all numbers exactly when their kinds OR to 0.
-  unsigned kinds = 0;
-  for (const TVXParsDouble* input : inputs_) kinds |= input->VarType;
-  if (kinds == vtDouble) {
-    RunScalar();
-    return TVXRun::kScalar;
+// vtDouble is 0: values are all numbers exactly when their kinds OR to 0.
+static_assert(vtDouble == 0);
+
+inline void SetNumber(TVXParsDouble& value, double number) {
+  value.VarType = vtDouble;
+  value.Value = number;
+}
+
+inline void HandOut(TVXParsDouble& result, double number) {
+  result.VarType = vtDouble;
+  result.JumpFlag = false;
+  result.Value = number;
+}
+
+template <TVXKernelOp Op>
+inline double Arithmetic(double a, double b) {
+  if constexpr (Op == TVXKernelOp::kAdd) return a + b;
+  if constexpr (Op == TVXKernelOp::kSubtract) return a - b;
+  if constexpr (Op == TVXKernelOp::kMultiply) return a * b;
+  if constexpr (Op == TVXKernelOp::kDivide) return a / b;
+}
+
+struct GenericNumbers {
+  static bool Run(TVXKernelProgram& p, TVXParsDouble& result) {
+    unsigned kinds = 0;
+    for (const TVXParsDouble* input : p.inputs_) kinds |= input->VarType;
+    if (kinds != vtDouble) return false;
+    p.RunScalar();
+    HandOut(result, p.result_->Value);
+    return true;
   }
-  if (!vectorCapable_) return TVXRun::kNotRun;
+};
+
+// x op y, or target := x op y: one operation on two values read in place.
+template <TVXKernelOp Op>
+struct OneOperation {
+  static bool Run(TVXKernelProgram& p, TVXParsDouble& result) {
+    const TVXParsDouble& x = *p.fused_[0];
+    const TVXParsDouble& y = *p.fused_[1];
+    if ((x.VarType | y.VarType) != vtDouble) return false;
+    const double r = Arithmetic<Op>(x.Value, y.Value);
+    if (p.assignTarget_) SetNumber(*p.assignTarget_, r);
+    SetNumber(*p.result_, r);
+    HandOut(result, r);
+    return true;
+  }
+};
+
+// (x op1 y) op2 z when FirstIsLeft, else z op2 (x op1 y).
+template <TVXKernelOp First, TVXKernelOp Second, bool FirstIsLeft>
+struct TwoOperations {
+  static bool Run(TVXKernelProgram& p, TVXParsDouble& result) {
+    const TVXParsDouble& x = *p.fused_[0];
+    const TVXParsDouble& y = *p.fused_[1];
+    const TVXParsDouble& z = *p.fused_[2];
+    if ((x.VarType | y.VarType | z.VarType) != vtDouble) return false;
+    const double inner = Arithmetic<First>(x.Value, y.Value);
+    const double r = FirstIsLeft ? Arithmetic<Second>(inner, z.Value)
+                                 : Arithmetic<Second>(z.Value, inner);
+    SetNumber(*p.result_, r);
+    HandOut(result, r);
+    return true;
+  }
+};
+
+namespace {
+
+bool IsArithmetic(TVXKernelOp op) {
+  return op == TVXKernelOp::kAdd || op == TVXKernelOp::kSubtract ||
+         op == TVXKernelOp::kMultiply || op == TVXKernelOp::kDivide;
+}
+
+template <TVXKernelOp Op>
+auto OneRunner() {
+  return &OneOperation<Op>::Run;
+}
+
+using NumbersRunner = bool (*)(TVXKernelProgram&, TVXParsDouble&);
+
+NumbersRunner OneRunnerFor(TVXKernelOp op) {
+  switch (op) {
+    case TVXKernelOp::kAdd: return OneRunner<TVXKernelOp::kAdd>();
+    case TVXKernelOp::kSubtract: return OneRunner<TVXKernelOp::kSubtract>();
+    case TVXKernelOp::kMultiply: return OneRunner<TVXKernelOp::kMultiply>();
+    default: return OneRunner<TVXKernelOp::kDivide>();
+  }
+}
+
+template <TVXKernelOp First, bool FirstIsLeft>
+NumbersRunner TwoRunnerFor(TVXKernelOp second) {
+  switch (second) {
+    case TVXKernelOp::kAdd: return &TwoOperations<First, TVXKernelOp::kAdd, FirstIsLeft>::Run;
+    case TVXKernelOp::kSubtract:
+      return &TwoOperations<First, TVXKernelOp::kSubtract, FirstIsLeft>::Run;
+    case TVXKernelOp::kMultiply:
+      return &TwoOperations<First, TVXKernelOp::kMultiply, FirstIsLeft>::Run;
+    default: return &TwoOperations<First, TVXKernelOp::kDivide, FirstIsLeft>::Run;
+  }
+}
+
+template <bool FirstIsLeft>
+NumbersRunner TwoRunnerFor(TVXKernelOp first, TVXKernelOp second) {
+  switch (first) {
+    case TVXKernelOp::kAdd: return TwoRunnerFor<TVXKernelOp::kAdd, FirstIsLeft>(second);
+    case TVXKernelOp::kSubtract: return TwoRunnerFor<TVXKernelOp::kSubtract, FirstIsLeft>(second);
+    case TVXKernelOp::kMultiply: return TwoRunnerFor<TVXKernelOp::kMultiply, FirstIsLeft>(second);
+    default: return TwoRunnerFor<TVXKernelOp::kDivide, FirstIsLeft>(second);
+  }
+}
+
+}  // namespace
+
+void TVXKernelProgram::SelectNumbersRunner() {
+  numbers_ = &GenericNumbers::Run;
+  // One arithmetic operation on two values, possibly assigned.
+  if (code_.size() == 1 && IsArithmetic(code_[0].op) && code_[0].x.input && code_[0].y.input &&
+      (!assignTarget_ || assignSource_.reg == 0)) {
+    fused_[0] = code_[0].x.input;
+    fused_[1] = code_[0].y.input;
+    numbers_ = OneRunnerFor(code_[0].op);
+    return;
+  }
+  // Two arithmetic operations, the second using the first: a+b*c, (a+b)*c.
+  if (code_.size() == 2 && !assignTarget_ && IsArithmetic(code_[0].op) &&
+      IsArithmetic(code_[1].op) && code_[0].x.input && code_[0].y.input) {
+    const Instruction& second = code_[1];
+    fused_[0] = code_[0].x.input;
+    fused_[1] = code_[0].y.input;
+    if (second.x.reg == 0 && second.y.input) {
+      fused_[2] = second.y.input;
+      numbers_ = TwoRunnerFor<true>(code_[0].op, second.op);
+    } else if (second.y.reg == 0 && second.x.input) {
+      fused_[2] = second.x.input;
+      numbers_ = TwoRunnerFor<false>(code_[0].op, second.op);
+    }
+  }
+}
+
+bool TVXKernelProgram::RunVectors() {
+  if (!vectorCapable_) return false;
   std::size_t length = 0;
   bool anyVector = false;
   for (const TVXParsDouble* input : inputs_) {
     if (input->VarType == vtDouble) continue;
-    if (input->VarType != vtVector) return TVXRun::kNotRun;
-    if (anyVector && input->Vector.size() != length) return TVXRun::kNotRun;  // the list says why
+    if (input->VarType != vtVector) return false;
+    if (anyVector && input->Vector.size() != length) return false;  // the list says why
     length = input->Vector.size();
     anyVector = true;
   }
-  return RunVectors(length) ? TVXRun::kVector : TVXRun::kNotRun;
+  return anyVector && RunVectorBlocks(length);
 }
 
 void TVXKernelProgram::RunScalar() {
@@ -160,7 +292,7 @@ inline void Apply2(const double* x, bool xs, const double* y, bool ys, double* o
 
 }  // namespace
 
-bool TVXKernelProgram::RunVectors(std::size_t length) {
+bool TVXKernelProgram::RunVectorBlocks(std::size_t length) {
   // Which registers hold one number for the whole run: those computed from numbers only.
   auto isScalar = [this](const Operand& o) {
     return o.input ? o.input->VarType == vtDouble : regIsScalar_[o.reg] != 0;

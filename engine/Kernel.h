@@ -27,12 +27,15 @@ class TVXKernelProgram {
   static std::unique_ptr<TVXKernelProgram> Build(TVXParsExpressionRec* head,
                                                  TVXParsExpressionRec* last);
 
-  enum class TVXRun { kNotRun, kScalar, kVector };
+  // The case of numbers only, tried first: when every value read is a number, runs the
+  // program, writes the number into last->Result and into result, and returns true; otherwise
+  // changes nothing and returns false.
+  bool RunNumbers(TVXParsDouble& result) { return numbers_(*this, result); }
 
-  // Runs the program into last->Result (and the assignment's target). kNotRun when the kinds of
-  // the values read do not allow it, in which case nothing was changed; kScalar when the result
-  // is the number in last->Result.Value, kVector when it is last->Result's vector.
-  TVXRun Run();
+  // The case of numbers and vectors of one length: runs block by block into last->Result's
+  // vector (and the assignment's target) and returns true; false (nothing changed) when the
+  // kinds of the values read do not allow it.
+  bool RunVectors();
 
  private:
   // An operand: an input value read in place, or the register of an earlier instruction.
@@ -58,13 +61,24 @@ class TVXKernelProgram {
     double* out;
   };
 
+  template <TVXKernelOp Op>
+  friend struct OneOperation;
+  template <TVXKernelOp First, TVXKernelOp Second, bool FirstIsLeft>
+  friend struct TwoOperations;
+  friend struct GenericNumbers;
+
   void PrepareScalarCode();
+  void SelectNumbersRunner();
   void RunScalar();
-  bool RunVectors(std::size_t length);
+  bool RunVectorBlocks(std::size_t length);
   void RunBlock(std::size_t offset, std::size_t count);
 
   std::vector<Instruction> code_;
   std::vector<ScalarInstruction> scalarCode_;
+  // The numbers-only runner: a specialised one for the commonest shapes, else the generic one.
+  bool (*numbers_)(TVXKernelProgram&, TVXParsDouble&) = nullptr;
+  // The operands of a specialised runner, in the order its shape reads them.
+  const TVXParsDouble* fused_[3] = {nullptr, nullptr, nullptr};
   const double* scalarSource_ = nullptr;  // the assigned number in a scalar run
   std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before each run
   TVXParsDouble* assignTarget_ = nullptr;
