@@ -133,12 +133,9 @@ TVXParsDouble TVXExpressionEvaluatorBase::Evaluate(const std::string& text) {
 }
 
 TVXParsDouble TVXExpressionEvaluatorBase::EvaluateCurrent() {
-  TVXParsDouble result;
   if (!current_) return EmptyResult();
-  Guarded([&] {
-    Run(*current_, result);
-    return 0;
-  });
+  TVXParsDouble result;
+  CopyResult(Guarded([&]() -> const TVXParsDouble& { return Run(*current_); }), result);
   return result;
 }
 
@@ -149,29 +146,35 @@ TVXParsDouble TVXExpressionEvaluatorBase::GetResults(int index) {
 }
 
 void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
-  if (index < 0 || index >= GetExpressionCount()) {
+  const TVXParsDouble& value = GetResultRef(index);
+  if (value.VarType == vtDouble) {  // the common case, without the general copy's switch
     result.VarType = vtDouble;
-    result.JumpFlag = false;
-    result.Value = EmptyNaN();
+    result.JumpFlag = value.JumpFlag;
+    result.Value = value.Value;
     return;
   }
-  currentIndex_ = index;
-  current_ = expressions_[static_cast<std::size_t>(index)].get();
-  Guarded([&] {
-    Run(*current_, result);
-    return 0;
-  });
+  CopyResult(value, result);
 }
 
-void TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression, TVXParsDouble& result) {
-  if (UseKernels && expression.Program) {
-    if (expression.Program->RunNumbers(result)) return;
-    if (expression.Program->RunVectors()) {
-      CopyResult(expression.Last->Result, result);
-      return;
-    }
+const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRef(int index) {
+  if (index < 0 || index >= GetExpressionCount()) return emptyResult_;
+  currentIndex_ = index;
+  current_ = expressions_[static_cast<std::size_t>(index)].get();
+  return Guarded([&]() -> const TVXParsDouble& { return Run(*current_); });
+}
+
+const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression) {
+  if (!expression.Head) return emptyResult_;
+  if (UseKernels && expression.Program &&
+      (expression.Program->RunNumbers() || expression.Program->RunVectors()))
+    return expression.Last->Result;
+  TVXParsExpressionRec* node = expression.Head;
+  while (node->Next) {
+    node->Func(node);
+    node = node->Next;
   }
-  EvaluateList(expression.Head, result);
+  if (node->Func) node->Func(node);
+  return node->Result;
 }
 
 bool TVXExpressionEvaluatorBase::isBoolean() const {

@@ -81,6 +81,9 @@ class TVXExpressionEvaluatorBase {
   // EmptyResult. The second form writes into result and reuses its storage.
   TVXParsDouble GetResults(int index);
   void GetResults(int index, TVXParsDouble& result);
+  // Evaluates like GetResults but hands out the expression's own result in place, without a
+  // copy; the reference stays valid until that expression is evaluated again or dropped.
+  const TVXParsDouble& GetResultRef(int index);
   TVXParsDouble EvaluateCurrent();
   // Runs a linear list from first and copies the last node's result: its kind, then the
   // vector, the string, or (for every other kind) the number.
@@ -190,7 +193,7 @@ class TVXExpressionEvaluatorBase {
 
   void CompileExpression(TVXParsExpression& expression);
   // Evaluates a compiled expression into result: the fast path when it applies, else the list.
-  void Run(TVXParsExpression& expression, TVXParsDouble& result);
+  const TVXParsDouble& Run(TVXParsExpression& expression);
   TVXParsExpressionRec* MakeRec(TVXParsExprWord* word);
   // Evaluates a constant subtree once and returns its result (folding).
   TVXParsDouble EvaluateDisposeTree(TVXParsExpressionRec* rec, bool& isBooleanResult);
@@ -210,6 +213,7 @@ class TVXExpressionEvaluatorBase {
   TVXParsExpressionRec* listTail_ = nullptr;
   TVXParsJumpType jumpType_ = jtNone;
 
+  TVXParsDouble emptyResult_ = EmptyResult();  // what an expression without compiled form yields
   std::atomic<bool> stop_{false};
   std::mutex stopMutex_;  // guards the wait on stopSignal_
   std::condition_variable stopSignal_;

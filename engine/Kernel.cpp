@@ -106,12 +106,6 @@ inline void SetNumber(TVXParsDouble& value, double number) {
   value.Value = number;
 }
 
-inline void HandOut(TVXParsDouble& result, double number) {
-  result.VarType = vtDouble;
-  result.JumpFlag = false;
-  result.Value = number;
-}
-
 template <TVXKernelOp Op>
 inline double Arithmetic(double a, double b) {
   if constexpr (Op == TVXKernelOp::kAdd) return a + b;
@@ -121,12 +115,11 @@ inline double Arithmetic(double a, double b) {
 }
 
 struct GenericNumbers {
-  static bool Run(TVXKernelProgram& p, TVXParsDouble& result) {
+  static bool Run(TVXKernelProgram& p) {
     unsigned kinds = 0;
     for (const TVXParsDouble* input : p.inputs_) kinds |= input->VarType;
     if (kinds != vtDouble) return false;
     p.RunScalar();
-    HandOut(result, p.result_->Value);
     return true;
   }
 };
@@ -134,14 +127,13 @@ struct GenericNumbers {
 // x op y, or target := x op y: one operation on two values read in place.
 template <TVXKernelOp Op>
 struct OneOperation {
-  static bool Run(TVXKernelProgram& p, TVXParsDouble& result) {
+  static bool Run(TVXKernelProgram& p) {
     const TVXParsDouble& x = *p.fused_[0];
     const TVXParsDouble& y = *p.fused_[1];
     if ((x.VarType | y.VarType) != vtDouble) return false;
     const double r = Arithmetic<Op>(x.Value, y.Value);
     if (p.assignTarget_) SetNumber(*p.assignTarget_, r);
     SetNumber(*p.result_, r);
-    HandOut(result, r);
     return true;
   }
 };
@@ -149,7 +141,7 @@ struct OneOperation {
 // (x op1 y) op2 z when FirstIsLeft, else z op2 (x op1 y).
 template <TVXKernelOp First, TVXKernelOp Second, bool FirstIsLeft>
 struct TwoOperations {
-  static bool Run(TVXKernelProgram& p, TVXParsDouble& result) {
+  static bool Run(TVXKernelProgram& p) {
     const TVXParsDouble& x = *p.fused_[0];
     const TVXParsDouble& y = *p.fused_[1];
     const TVXParsDouble& z = *p.fused_[2];
@@ -158,7 +150,6 @@ struct TwoOperations {
     const double r = FirstIsLeft ? Arithmetic<Second>(inner, z.Value)
                                  : Arithmetic<Second>(z.Value, inner);
     SetNumber(*p.result_, r);
-    HandOut(result, r);
     return true;
   }
 };
@@ -175,7 +166,7 @@ auto OneRunner() {
   return &OneOperation<Op>::Run;
 }
 
-using NumbersRunner = bool (*)(TVXKernelProgram&, TVXParsDouble&);
+using NumbersRunner = bool (*)(TVXKernelProgram&);
 
 NumbersRunner OneRunnerFor(TVXKernelOp op) {
   switch (op) {
@@ -316,11 +307,11 @@ bool TVXKernelProgram::RunVectorBlocks(std::size_t length) {
   if (target && !targetAtEnd) target->Vector.resize(length);
   for (std::size_t offset = 0; offset < length; offset += kBlock) {
     const std::size_t count = std::min(kBlock, length - offset);
-    RunBlock(offset, count);
-    const double* block = source.input ? source.input->Vector.data() + offset
-                                       : blocks_.data() + source.reg * kBlock;
-    std::copy(block, block + count, result_->Vector.data() + offset);
-    if (target && !targetAtEnd) std::copy(block, block + count, target->Vector.data() + offset);
+    double* const out = result_->Vector.data() + offset;
+    // The instruction that yields the result writes straight into the result's vector.
+    RunBlock(offset, count, source.input ? -1 : source.reg, out);
+    if (source.input) std::copy_n(source.input->Vector.data() + offset, count, out);
+    if (target && !targetAtEnd) std::copy_n(out, count, target->Vector.data() + offset);
   }
   if (targetAtEnd) target->Vector = result_->Vector;
   result_->VarType = vtVector;
@@ -328,7 +319,8 @@ bool TVXKernelProgram::RunVectorBlocks(std::size_t length) {
   return true;
 }
 
-void TVXKernelProgram::RunBlock(std::size_t offset, std::size_t count) {
+void TVXKernelProgram::RunBlock(std::size_t offset, std::size_t count, int resultReg,
+                                double* resultOut) {
   auto pointer = [&](const Operand& o) -> const double* {
     if (o.input)
       return o.input->VarType == vtDouble ? &o.input->Value : o.input->Vector.data() + offset;
@@ -340,7 +332,9 @@ void TVXKernelProgram::RunBlock(std::size_t offset, std::size_t count) {
   for (const Instruction& in : code_) {
     const double* x = pointer(in.x);
     const bool xs = scalar(in.x);
-    double* out = regIsScalar_[in.out] ? &scalarRegs_[in.out] : blocks_.data() + in.out * kBlock;
+    double* out = regIsScalar_[in.out] ? &scalarRegs_[in.out]
+                  : in.out == resultReg   ? resultOut
+                                          : blocks_.data() + in.out * kBlock;
     if (ArityOf(in.op) == 1) {
       const std::size_t n = xs ? 1 : count;
       if (in.op == TVXKernelOp::kCopy)

@@ -28,9 +28,9 @@ class TVXKernelProgram {
                                                  TVXParsExpressionRec* last);
 
   // The case of numbers only, tried first: when every value read is a number, runs the
-  // program, writes the number into last->Result and into result, and returns true; otherwise
-  // changes nothing and returns false.
-  bool RunNumbers(TVXParsDouble& result) { return numbers_(*this, result); }
+  // program, writes the number into last->Result and returns true; otherwise changes nothing
+  // and returns false.
+  bool RunNumbers() { return numbers_(*this); }
 
   // The case of numbers and vectors of one length: runs block by block into last->Result's
   // vector (and the assignment's target) and returns true; false (nothing changed) when the
@@ -71,12 +71,13 @@ class TVXKernelProgram {
   void SelectNumbersRunner();
   void RunScalar();
   bool RunVectorBlocks(std::size_t length);
-  void RunBlock(std::size_t offset, std::size_t count);
+  // Runs every instruction over one block; register resultReg writes to resultOut instead.
+  void RunBlock(std::size_t offset, std::size_t count, int resultReg, double* resultOut);
 
   std::vector<Instruction> code_;
   std::vector<ScalarInstruction> scalarCode_;
   // The numbers-only runner: a specialised one for the commonest shapes, else the generic one.
-  bool (*numbers_)(TVXKernelProgram&, TVXParsDouble&) = nullptr;
+  bool (*numbers_)(TVXKernelProgram&) = nullptr;
   // The operands of a specialised runner, in the order its shape reads them.
   const TVXParsDouble* fused_[3] = {nullptr, nullptr, nullptr};
   const double* scalarSource_ = nullptr;  // the assigned number in a scalar run

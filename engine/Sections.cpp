@@ -104,30 +104,37 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
   result.Value = 0;
   result.JumpFlag = false;
   result.VarType = vtDouble;
+  // Results are read in place; only the last one becomes the section's result, so a section
+  // of vector formulas does not copy every intermediate vector.
+  const TVXParsDouble* last = nullptr;
+  auto finish = [&]() -> TVXSectionOutcome& {
+    if (last) CopyResult(*last, result);
+    return outcome;
+  };
   int i = first;
   while (i < end) {
     if (evaluator.StopRequested() ||
         (hooks.BeforeExpression && !hooks.BeforeExpression(hooks.Context, i))) {
       outcome.Completed = false;
       outcome.Aborted = true;
-      return outcome;
+      return finish();
     }
     try {
-      evaluator.GetResults(i, result);
+      last = &evaluator.GetResultRef(i);
     } catch (const std::exception& error) {
       outcome.Completed = false;
       outcome.FailedIndex = i;
       outcome.ErrorMessage = error.what();
-      return outcome;
+      return finish();
     }
-    if (hooks.AfterExpression) hooks.AfterExpression(hooks.Context, i, result);
+    if (hooks.AfterExpression) hooks.AfterExpression(hooks.Context, i, *last);
     const bool stopping = hooks.StopRecursion && hooks.StopRecursion->load();
-    if (result.JumpFlag && !stopping && i >= 0 && i < static_cast<int>(jumps.size()) &&
+    if (last->JumpFlag && !stopping && i >= 0 && i < static_cast<int>(jumps.size()) &&
         jumps[static_cast<std::size_t>(i)] >= 0)
       i = jumps[static_cast<std::size_t>(i)] - 1;
     ++i;
   }
-  return outcome;
+  return finish();
 }
 
 }  // namespace loom
