@@ -146,17 +146,23 @@ TVXParsDouble TVXExpressionEvaluatorBase::GetResults(int index) {
 }
 
 void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
-  const TVXParsDouble& value = GetResultRef(index);
-  if (value.VarType == vtDouble) {  // the common case, without the general copy's switch
-    result.VarType = vtDouble;
-    result.JumpFlag = value.JumpFlag;
-    result.Value = value.Value;
-    return;
+  // The commonest evaluation, arithmetic on numbers, without detours: it cannot allocate.
+  if (index >= 0 && index < GetExpressionCount()) {
+    TVXParsExpression* expression = expressions_[static_cast<std::size_t>(index)].get();
+    if (UseKernels && expression->Program && expression->Program->RunNumbers()) {
+      current_ = expression;
+      currentIndex_ = index;
+      result.VarType = vtDouble;
+      result.JumpFlag = false;
+      result.Value = expression->Last->Result.Value;
+      return;
+    }
   }
-  CopyResult(value, result);
+  CopyResult(GetResultRef(index), result);
 }
 
-const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRef(int index) {
+// Kept out of line so that the fast path of GetResults stays a leaf without a stack frame.
+[[gnu::noinline]] const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRef(int index) {
   if (index < 0 || index >= GetExpressionCount()) return emptyResult_;
   currentIndex_ = index;
   current_ = expressions_[static_cast<std::size_t>(index)].get();

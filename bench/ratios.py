@@ -1,0 +1,86 @@
+#!/usr/bin/env python3
+"""Turns one run of loom_bench (--benchmark_format=json) into the table of ratios.
+
+    build-bench/bench/loom_bench --benchmark_format=json > run.json
+    python3 bench/ratios.py run.json
+
+Times are wall-clock times of one run; each ratio compares Loom with muParser and with the
+hand-written C++ of the same case, so the figures of one table come from the same machine and
+moment. A ratio below 1 means Loom is faster.
+"""
+import json
+import sys
+from collections import defaultdict
+
+# The targets: (family prefix, ratio name, limit, meaning); a ratio must not exceed its limit.
+TARGETS = {
+    ("scalar", "loom/muparser"): 0.5,
+    ("vector4096", "loom/muparser"): 0.2,  # at least 5 x faster than muParser's bulk mode
+    ("vector4096", "loom/native"): 2.0,
+    ("vector1000000", "loom/native"): 1.5,
+    ("compile", "loom/muparser"): 1.0,
+}
+SCALAR_NATIVE_CASE = "a+b*c"  # the one scalar case held within 1.5 x of hand-written code
+
+
+def load(path):
+    with open(path) as f:
+        data = json.load(f)
+    times = defaultdict(dict)
+    allocs = {}
+    for b in data["benchmarks"]:
+        if b.get("run_type") == "aggregate":
+            continue
+        parts = b["name"].split("/")
+        if parts[-1].isdigit():  # the vector length argument
+            parts = parts[:-1]
+        family, case, engine = parts[0], "/".join(parts[1:-1]), parts[-1]
+        per = b["real_time"]  # in the run's time unit, per iteration
+        if "items_per_second" in b:  # vectors: nanoseconds per element
+            per = 1e9 / b["items_per_second"]
+        times[(family, case)][engine] = per
+        if engine == "loom" and "allocs" in b:
+            allocs[(family, case)] = b["allocs"]
+    return data.get("context", {}), times, allocs
+
+
+def verdict(family, case, name, ratio):
+    limit = TARGETS.get((family, name))
+    if family == "scalar" and name == "loom/native":
+        limit = 1.5 if case == SCALAR_NATIVE_CASE else None
+    if limit is None:
+        return ""
+    return "met" if ratio <= limit else f"gap (target <= {limit})"
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    context, times, allocs = load(sys.argv[1])
+    print(f"Machine: {context.get('host_name', '?')}, {context.get('num_cpus', '?')} CPUs at "
+          f"{context.get('mhz_per_cpu', '?')} MHz, load {context.get('load_avg', '?')}")
+    print()
+    print("| benchmark | case | Loom | muParser | native | Loom/muParser | Loom/native | "
+          "allocs/eval |")
+    print("|---|---|---|---|---|---|---|---|")
+    for (family, case), engines in times.items():
+        loom = engines.get("loom")
+        cells = []
+        for other in ("muparser", "native"):
+            value = engines.get(other)
+            if loom is None or value is None:
+                cells.append("")
+                continue
+            ratio = loom / value
+            mark = verdict(family, case, f"loom/{other}", ratio)
+            cells.append(f"{ratio:.2f}" + (f" {mark}" if mark else ""))
+        unit = "ns/elem" if family.startswith("vector") else "ns"
+        fmt = lambda v: "" if v is None else f"{v:.3g} {unit}"
+        alloc = allocs.get((family, case))
+        alloc_text = "" if alloc is None else f"{round(alloc, 3):g}"
+        print(f"| {family} | `{case}` | {fmt(loom)} | {fmt(engines.get('muparser'))} | "
+              f"{fmt(engines.get('native'))} | {cells[0]} | {cells[1]} | {alloc_text} |")
+
+
+if __name__ == "__main__":
+    main()
