@@ -54,8 +54,9 @@ TVXExpressionEvaluatorBase::TVXExpressionEvaluatorBase(char decimalSeparator)
 
 TVXExpressionEvaluatorBase::~TVXExpressionEvaluatorBase() = default;
 
-void TVXExpressionEvaluatorBase::Fail(const char* message, std::string_view detail) const {
-  throw EVXParserException(FormatMessage(message, {expressionText_, detail}));
+void TVXExpressionEvaluatorBase::Fail(const char* message, std::string_view detail,
+                                      std::string_view detail2) const {
+  throw EVXParserException(FormatMessage(message, {expressionText_, detail, detail2}));
 }
 
 int TVXExpressionEvaluatorBase::AddExpression(const std::string& text) {

@@ -195,9 +195,12 @@ class TVXExpressionEvaluatorBase {
   // Evaluates a compiled expression into result: the fast path when it applies, else the list.
   const TVXParsDouble& Run(TVXParsExpression& expression);
   TVXParsExpressionRec* MakeRec(TVXParsExprWord* word);
+  void CheckWrittenArguments(const TVXParsExpressionRec* node) const;
   // Evaluates a constant subtree once and returns its result (folding).
   TVXParsDouble EvaluateDisposeTree(TVXParsExpressionRec* rec, bool& isBooleanResult);
-  [[noreturn]] void Fail(const char* message, std::string_view detail = {}) const;
+  // Raises message filled with the expression's text and the details.
+  [[noreturn]] void Fail(const char* message, std::string_view detail = {},
+                         std::string_view detail2 = {}) const;
 
   char decimalSeparator_;
   char listSeparator_;

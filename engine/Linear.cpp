@@ -35,6 +35,7 @@ TVXParsDouble* TVXExpressionEvaluatorBase::MakeLinkedList(TVXParsExpressionRec* 
                                 ? rec->ArgRecs.size()
                                 : std::min(rec->ArgRecs.size(),
                                            static_cast<std::size_t>(std::max(word->GetNFunctionArg(), 0)));
+  CheckWrittenArguments(rec);
   rec->ArgData.assign(count, nullptr);
   for (std::size_t i = 0; i < count; ++i) rec->ArgData[i] = MakeLinkedList(rec->ArgRecs[i]);
 

@@ -34,6 +34,8 @@ inline constexpr const char* rsMissingArgument = "%s: function \"%s\" has missin
 inline constexpr const char* rsSyntaxError = "%s: syntax error in expression \"%s\"";  // 1 )
 inline constexpr const char* rsCannotFindOperand = "%s: Can not find operand/function \"%s\"";
 inline constexpr const char* rsNotAssignable = "%s: \"%s\" is not a variable and cannot be assigned";
+inline constexpr const char* rsArgumentNotWritable =
+    "%s: argument %s of \"%s\" receives a result and cannot be a constant";  // Ramp(pi, 0, 1, 3)
 
 // Evaluation.
 inline constexpr const char* rsNotBoolean = "%s: expression is not boolean";
@@ -45,6 +47,11 @@ inline constexpr const char* rsDivisionByZero = "Division by zero";
 inline constexpr const char* rsInvalidFloatingPoint = "Invalid floating point operation";
 inline constexpr const char* rsVectorTooLarge = "%s: a vector may hold at most %s elements";
 inline constexpr const char* rsStringTooLong = "%s: a string may hold at most %s characters";
+inline constexpr const char* rsVectorEmpty = "%s: the vector is empty";
+inline constexpr const char* rsCountNegative = "%s: the number of elements must not be negative";
+inline constexpr const char* rsLengthTooShort = "%s: the length must be at least 1";
+inline constexpr const char* rsBinsTooFew = "%s: the number of bins must be at least 1";
+inline constexpr const char* rsHistogramRangeEmpty = "%s: endvalue must differ from startvalue";
 inline constexpr const char* rsNotAvailable = "%s: this function is not available in this build";
 
 // Interpolation.

@@ -284,6 +284,8 @@ class TVXParsFunction : public TVXParsExprWord {
   std::string HelpFile;
   // Set for pure arithmetic words: what the fast path of arithmetic formulas computes.
   TVXParsKernel Kernel;
+  // Bit i set: the function writes into argument i, which therefore may not be a constant.
+  std::uint32_t WrittenArgs = 0;
 
   bool GetIsOper() const override { return IsOper; }
   int GetNFunctionArg() const override { return NFunctionArg; }

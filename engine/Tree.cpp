@@ -106,6 +106,7 @@ class TVXTreeBuilder {
         Peek()->GeTVXPArsVarType() == vtLeftBracket) {
       ++pos_;
       ParseArguments(node, vtRightBracket);
+      ev_.CheckWrittenArguments(node);
     }
     return node;
   }
@@ -173,6 +174,21 @@ TVXParsExpressionRec* TVXExpressionEvaluatorBase::MakeRec(TVXParsExprWord* word)
   if (word && word->AsPointer() && word->GetIsVariable()) rec->ArgData.push_back(word->AsPointer());
   compiling_->Records.push_back(std::move(rec));
   return compiling_->Records.back().get();
+}
+
+// A function that writes into an argument must not be given a constant there: the write would
+// change the constant for every formula (Ramp(pi, 0, 1, 3)) or make a literal grow with every
+// evaluation (VectorAppend([1], x)). Checked on the tree as written and again after folding,
+// which turns constant arguments such as [1] into constants.
+void TVXExpressionEvaluatorBase::CheckWrittenArguments(const TVXParsExpressionRec* node) const {
+  const auto* function = dynamic_cast<const TVXParsFunction*>(node->Word);
+  if (!function || function->WrittenArgs == 0) return;
+  for (std::size_t i = 0; i < node->ArgRecs.size() && i < 32; ++i) {
+    if (!(function->WrittenArgs & (std::uint32_t{1} << i))) continue;
+    const TVXParsExprWord* word = node->ArgRecs[i] ? node->ArgRecs[i]->Word : nullptr;
+    const bool constant = word && word->GetIsVariable() && !word->GetCanVary();
+    if (constant) Fail(rsArgumentNotWritable, std::to_string(i + 1), function->Name);
+  }
 }
 
 TVXParsExpressionRec* TVXExpressionEvaluatorBase::MakeTree(const TVXParsExprCollection& tokens) {

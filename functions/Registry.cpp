@@ -9,6 +9,7 @@
 #include "functions/Registry.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <string>
@@ -446,6 +447,45 @@ void AddFunctions(TVXExpressionEvaluatorBase& evaluator, TVXParsFunctionType typ
   }
 }
 
+// The arguments each function writes into (numbered from 0): results it hands back through a
+// variable and state it keeps there. They may not be constants.
+struct WrittenArgumentsRow {
+  const char* name;
+  std::initializer_list<int> args;
+};
+
+// clang-format off
+const WrittenArgumentsRow kWrittenArguments[] = {
+  {"VectorSetValue", {0}},  {"VectorSetSize", {0}},        {"VectorAppend", {0}},
+  {"Ramp", {0}},            {"InRange", {3}},              {"OutOfRange", {3}},
+  {"VectorGetLowest", {1, 3}}, {"VectorGetHighest", {1, 3}}, {"MovingAverage", {2}},
+  {"DelayLine", {2}},       {"DelayLineReverse", {2}},     {"Histogram", {5}},
+  {"MatrixSetChannelVector", {0}},
+  {"RealFFT", {3}},  // the spectra pad their inputs in place, harmlessly for a literal
+  {"InterpolLin", {1}},     {"InterpolCubic", {1}},        {"InterpolCubicPrepare", {2}},
+  {"PIDLoop", {5, 7, 8}},
+  {"GetToken", {0}},        {"ConvertStringToNumber", {2}}, {"ConvertStringDateTimeToNumber", {1}},
+  {"ConvertStringHexToInt", {1}},
+  {"FileSize", {1}},        {"FileReadStringLn", {1}},     {"FileReadStringFixed", {1}},
+  {"FileReadBinaryWord", {1}},    {"FileReadBinaryByte", {1}},    {"FileReadBinaryFloat32", {1}},
+  {"FileReadBinaryFloat64", {1}}, {"FileReadBinaryInteger", {1}}, {"FileReadBinaryLongWord", {1}},
+  {"FileReadBinarySmallInteger", {1}}, {"FileReadBinaryShortInteger", {1}},
+  {"FileReadBinaryWordVector", {1, 3}},    {"FileReadBinaryByteVector", {1, 3}},
+  {"FileReadBinaryFloat32Vector", {1, 3}}, {"FileReadBinaryFloat64Vector", {1, 3}},
+  {"FileReadBinaryIntegerVector", {1, 3}}, {"FileReadBinaryLongWordVector", {1, 3}},
+  {"FileReadBinarySmallIntegerVector", {1, 3}}, {"FileReadBinaryShortIntegerVector", {1, 3}},
+  {"MatlabGetVector", {1}},
+};
+// clang-format on
+
+void MarkWrittenArguments(TVXParsExpressList& words) {
+  for (const WrittenArgumentsRow& row : kWrittenArguments) {
+    auto* function = dynamic_cast<TVXParsFunction*>(words.Find(row.name));
+    if (!function) continue;
+    for (int arg : row.args) function->WrittenArgs |= std::uint32_t{1} << arg;
+  }
+}
+
 }  // namespace
 
 TVXExpressionEvaluator::TVXExpressionEvaluator(char decimalSeparator)
@@ -474,6 +514,7 @@ void TVXExpressionEvaluator::FillExpressList() {
 
   AddOperators(*this, kOperators);
   for (const FunctionGroup& group : kFunctionGroups) AddFunctions(*this, group.type, group.rows);
+  MarkWrittenArguments(Words());
 }
 
 TVXParsCStyleEvaluator::TVXParsCStyleEvaluator(char decimalSeparator)

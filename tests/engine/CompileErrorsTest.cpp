@@ -195,3 +195,37 @@ TEST(CompileErrors, EvaluatorStaysUsableAfterAnError) {
 
 }  // namespace
 }  // namespace loom
+
+namespace loom {
+namespace {
+
+// A function that writes into an argument refuses a constant there, so named constants and
+// literals keep their values.
+TEST(CompileErrors, ConstantsCannotReceiveResults) {
+  TVXExpressionEvaluator evaluator;
+  const struct {
+    const char* formula;
+    const char* message;
+  } rows[] = {
+      {"Ramp(pi, 0, 1, 3)",
+       "Ramp(pi, 0, 1, 3): argument 1 of \"Ramp\" receives a result and cannot be a constant"},
+      {"InRange(1, 0, 2, pi)",
+       "InRange(1, 0, 2, pi): argument 4 of \"InRange\" receives a result and cannot be a "
+       "constant"},
+      // [1] becomes a constant when folded; appending to it would grow it every evaluation.
+      {"VectorAppend([1], x)",
+       "VectorAppend([1], x): argument 1 of \"VectorAppend\" receives a result and cannot be a "
+       "constant"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.formula);
+    EXPECT_EQ(CompileError(evaluator, row.formula), row.message);
+  }
+  EXPECT_EQ(evaluator.Evaluate("pi").Value, 3.141592653589793);
+  // Variables and results of other operations may receive results.
+  EXPECT_EQ(ParsDoubleAsString(evaluator.Evaluate("Ramp(v, 0, 1, 3)")), "0");
+  EXPECT_EQ(ParsDoubleAsString(evaluator.Evaluate("v")), "[ 0, 1, 2]");
+}
+
+}  // namespace
+}  // namespace loom

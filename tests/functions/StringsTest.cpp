@@ -238,11 +238,6 @@ TEST_P(StringsFormula, GetTokenEdgeCases) {
   ExpectStep(ev_.AddExpression("GetToken(s, s)"), "", "s", "");
 }
 
-TEST_P(StringsFormula, GetTokenLeavesALiteralAsWritten) {
-  const int take = ev_.AddExpression("GetToken(\"a;b\", \";\")");
-  for (int pass = 0; pass < 2; ++pass) EXPECT_EQ(ev_.GetResults(take).StrValue, "a");
-}
-
 TEST_P(StringsFormula, ConvertStringToNumberUsesItsOwnSeparator) {
   struct Case {
     const char* formula;
@@ -335,9 +330,18 @@ TEST_P(StringsFormula, ConvertStringDateTimeToNumberReadsIsoAndTheShortDateForma
   EXPECT_EQ(NumberOf("e"), 0);
 }
 
-TEST_P(StringsFormula, ConversionsLeaveALiteralErrorArgumentAlone) {
-  const int convert = ev_.AddExpression("ConvertStringToNumber(\"x\", \".\", 7)");
-  for (int pass = 0; pass < 2; ++pass) EXPECT_EQ(ev_.GetResults(convert).Value, 0);
+TEST_P(StringsFormula, LiteralsCannotReceiveResults) {
+  ExpectErrors({
+      {"GetToken(\"a;b\", \";\")",
+       "GetToken(\"a;b\", \";\"): argument 1 of \"GetToken\" receives a result and cannot be a "
+       "constant"},
+      {"ConvertStringToNumber(\"x\", \".\", 7)",
+       "ConvertStringToNumber(\"x\", \".\", 7): argument 3 of \"ConvertStringToNumber\" receives "
+       "a result and cannot be a constant"},
+      {"ConvertStringHexToInt(\"1F\", TRUE)",
+       "ConvertStringHexToInt(\"1F\", TRUE): argument 2 of \"ConvertStringHexToInt\" receives a "
+       "result and cannot be a constant"},
+  });
   EXPECT_EQ(NumberOf("7 + 0"), 7);
 }
 
@@ -369,6 +373,8 @@ TEST_P(StringsFormula, BinaryPackingIsLittleEndian) {
 TEST_P(StringsFormula, WrongArgumentKindsAreInvalidParameters) {
   constexpr const char* kInvalid = "Invalid parameters";
   EvaluateOnce(ev_, "e := 0");
+  EvaluateOnce(ev_, "text := \"a\"");
+  EvaluateOnce(ev_, "number := 3");
   ExpectErrors({
       {"Pos(1, \"abc\", 1)", kInvalid},
       {"Pos(\"a\", 1, 1)", kInvalid},
@@ -378,8 +384,8 @@ TEST_P(StringsFormula, WrongArgumentKindsAreInvalidParameters) {
       {"Right(\"abc\", \"1\")", kInvalid},
       {"Mid(\"abc\", 1, [1])", kInvalid},
       {"Mid([1], 1, 1)", kInvalid},
-      {"GetToken(\"a\", 1)", kInvalid},
-      {"GetToken(3, \";\")", kInvalid},
+      {"GetToken(text, 1)", kInvalid},
+      {"GetToken(number, \";\")", kInvalid},
       {"Trim(3)", kInvalid},
       {"ConvertStringToNumber(3, \".\", e)", kInvalid},
       {"ConvertStringToNumber(\"3\", 0, e)", kInvalid},
