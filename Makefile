@@ -3,6 +3,7 @@
 
 BUILD_DIR ?= build
 ASAN_DIR ?= build-asan
+TSAN_DIR ?= build-tsan
 BENCH_DIR ?= build-bench
 FUZZ_DIR ?= build-fuzz
 JOBS ?= 2
@@ -12,7 +13,7 @@ FUZZ_SECONDS ?= 60
 CMAKE_FLAGS ?=
 SOURCE_DIRS := app engine functions panel serial matlab ui host tests bench fuzz
 
-.PHONY: all setup configure build run test test-sanitize bench fuzz format clean
+.PHONY: all setup configure build run test test-sanitize test-tsan bench fuzz format clean
 
 all: build
 
@@ -43,17 +44,23 @@ test-sanitize: setup
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
 
-# Builds the benchmarks in Release and runs each of them.
+# Every test again under ThreadSanitizer: the evaluator's stop event, the watchdog of scripts,
+# the file list's lock and concurrent spectra are exercised from several threads.
+test-tsan: setup
+	cmake -S . -B $(TSAN_DIR) -DLOOM_TSAN=ON -DLOOM_BUILD_BENCH=OFF -DLOOM_BUILD_TESTS=ON \
+	  -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF $(CMAKE_FLAGS)
+	cmake --build $(TSAN_DIR) -j$(JOBS)
+	TSAN_OPTIONS=halt_on_error=1 \
+	  ctest --test-dir $(TSAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
+
+# Builds the benchmarks in Release, runs them once and prints the table of ratios
+# (Loom / muParser, Loom / hand-written C++) that the README shows.
 bench: setup
-	@if [ -f bench/CMakeLists.txt ]; then \
-	  cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF && \
-	  cmake --build $(BENCH_DIR) -j$(JOBS) && \
-	  for b in $$(find $(BENCH_DIR)/bench -maxdepth 1 -type f -executable | sort); do \
-	    echo "== $$b"; $$b || exit 1; \
-	  done; \
-	else \
-	  echo "no benchmarks yet"; \
-	fi
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF
+	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_bench
+	$(BENCH_DIR)/bench/loom_bench --benchmark_min_time=0.5 \
+	  --benchmark_out=$(BENCH_DIR)/bench.json --benchmark_out_format=json
+	python3 bench/ratios.py $(BENCH_DIR)/bench.json
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS.
 fuzz: setup
@@ -78,4 +85,4 @@ format: setup
 	  xargs -0 -r clang-format -i
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(BENCH_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR) $(FUZZ_DIR)
