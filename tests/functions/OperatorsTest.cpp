@@ -14,40 +14,11 @@
 #include "functions/Bodies.h"
 #include "functions/BodyHelpers.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 
 namespace loom {
 namespace {
 
-struct TextCase {
-  const char* formula;
-  TVXPArsVarType kind;
-  const char* text;  // ParsDoubleAsString of the result
-};
-
-struct NumberCase {
-  const char* formula;
-  double value;
-};
-
-struct ErrorCase {
-  const char* formula;
-  const char* message;
-};
-
-// Compiles and evaluates one formula; a run-time error surfaces from either step (from the
-// compiler while folding a constant, from the evaluation otherwise).
-TVXParsDouble EvaluateOnce(TVXExpressionEvaluator& ev, const std::string& formula) {
-  return ev.GetResults(ev.AddExpression(formula));
-}
-
-std::string ErrorOf(TVXExpressionEvaluator& ev, const std::string& formula) {
-  try {
-    EvaluateOnce(ev, formula);
-  } catch (const EVXParserException& e) {
-    return e.what();
-  }
-  return "<no error>";
-}
 
 // Every table runs twice: folded at compile time and evaluated at run time.
 class OperatorsFormula : public ::testing::TestWithParam<bool> {

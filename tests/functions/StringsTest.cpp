@@ -8,37 +8,24 @@
 
 #include "engine/ParserClasses.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 
 namespace loom {
 namespace {
 
 using namespace std::string_view_literals;
 
-struct TextCase {
+struct BytesCase {
   const char* formula;
   std::string_view text;  // may hold zero bytes
 };
-
-struct NumberCase {
-  const char* formula;
-  double value;
-};
-
-struct ErrorCase {
-  const char* formula;
-  const char* message;
-};
-
-TVXParsDouble EvaluateOnce(TVXExpressionEvaluator& ev, const std::string& formula) {
-  return ev.GetResults(ev.AddExpression(formula));
-}
 
 class StringsFormula : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override { ev_.ConstantFolding = GetParam(); }
 
-  void ExpectTexts(std::initializer_list<TextCase> cases) {
-    for (const TextCase& c : cases) {
+  void ExpectTexts(std::initializer_list<BytesCase> cases) {
+    for (const BytesCase& c : cases) {
       SCOPED_TRACE(c.formula);
       const TVXParsDouble result = EvaluateOnce(ev_, c.formula);
       EXPECT_EQ(result.VarType, vtString);

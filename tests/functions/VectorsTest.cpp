@@ -11,39 +11,12 @@
 
 #include "engine/ParserClasses.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 
 namespace loom {
 namespace {
 
-struct TextCase {
-  const char* formula;
-  TVXPArsVarType kind;
-  const char* text;  // ParsDoubleAsString of the result
-};
-
-struct NumberCase {
-  const char* formula;
-  double value;
-};
-
-struct ErrorCase {
-  const char* formula;
-  const char* message;
-};
-
-TVXParsDouble EvaluateOnce(TVXExpressionEvaluator& ev, const std::string& formula) {
-  return ev.GetResults(ev.AddExpression(formula));
-}
-
 // The error of compiling and evaluating formula once (a constant call fails while folding).
-std::string ErrorOf(TVXExpressionEvaluator& ev, const std::string& formula) {
-  try {
-    EvaluateOnce(ev, formula);
-  } catch (const EVXParserException& e) {
-    return e.what();
-  }
-  return "<no error>";
-}
 
 std::string TextOf(TVXExpressionEvaluator& ev, const std::string& formula) {
   return ParsDoubleAsString(EvaluateOnce(ev, formula));
