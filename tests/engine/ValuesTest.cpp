@@ -135,7 +135,9 @@ TEST(TryStrToFloat, AcceptsOnlyWholeDecimalNumbers) {
   for (const Row& row : rows) {
     double value = -999;
     EXPECT_EQ(TryStrToFloat(row.text, row.separator, value), row.ok) << row.text;
-    if (row.ok) EXPECT_DOUBLE_EQ(value, row.value) << row.text;
+    if (row.ok) {
+      EXPECT_DOUBLE_EQ(value, row.value) << row.text;
+    }
   }
 }
 
