@@ -24,6 +24,9 @@ void* CountedAllocate(std::size_t size) {
 }  // namespace
 
 // The replacement applies to the whole test binary; it only counts while gCounting is set.
+// Its operator delete frees what its operator new took from malloc, which the compiler cannot
+// see when it checks that allocation and release match.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) {
   if (void* p = CountedAllocate(size)) return p;
   throw std::bad_alloc();

@@ -179,7 +179,9 @@ TEST(Robustness, LongFlatFormulas) {
   std::string sum = "1";
   while (sum.size() < 200000) sum += "+1";
   const Outcome outcome = Probe(evaluator, sum);
-  if (outcome == Outcome::Value) EXPECT_EQ(testing::Number(evaluator, sum), 100000.0);
+  if (outcome == Outcome::Value) {
+    EXPECT_EQ(testing::Number(evaluator, sum), 100000.0);
+  }
 
   std::string signs(100000, '-');
   EXPECT_EQ(Probe(evaluator, signs + "3"), Outcome::Value);
@@ -192,8 +194,9 @@ TEST(Robustness, LongFlatFormulas) {
   std::string vector = "[1";
   for (int i = 0; i < 20000; ++i) vector += ",1";
   vector += "]";
-  if (Probe(evaluator, vector) == Outcome::Value)
+  if (Probe(evaluator, vector) == Outcome::Value) {
     EXPECT_EQ(testing::Evaluated(evaluator, vector).Vector.size(), 20001u);
+  }
 
   std::string text = "\"" + std::string(100000, 'x') + "\"";
   EXPECT_EQ(testing::Evaluated(evaluator, text).StrValue.size(), 100000u);

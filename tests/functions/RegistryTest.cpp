@@ -335,7 +335,9 @@ TEST(Registry, Constants) {
   }
   // Window number 4 is deliberately unassigned.
   for (const ConstantRow& row : kConstants)
-    if (std::string(row.name).rfind("WINDOW_", 0) == 0) EXPECT_NE(row.value, 4.0);
+    if (std::string(row.name).rfind("WINDOW_", 0) == 0) {
+      EXPECT_NE(row.value, 4.0);
+    }
 }
 
 TEST(Registry, Operators) {
@@ -374,8 +376,12 @@ TEST(Registry, Functions) {
     EXPECT_EQ(varying, row.kind != Kind::Plain) << row.name;
     EXPECT_EQ(function->GetCanVary(), row.kind != Kind::Plain) << row.name;
     EXPECT_EQ(function->GeTVXPArsVarType(), jump ? vtJump : vtDouble) << row.name;
-    if (row.syntax) EXPECT_EQ(function->Syntax, row.syntax) << row.name;
-    if (row.help) EXPECT_EQ(function->HelpFile, row.help) << row.name;
+    if (row.syntax) {
+      EXPECT_EQ(function->Syntax, row.syntax) << row.name;
+    }
+    if (row.help) {
+      EXPECT_EQ(function->HelpFile, row.help) << row.name;
+    }
   }
 }
 
