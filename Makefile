@@ -58,7 +58,8 @@ test-tsan: setup
 bench: setup
 	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF
 	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_bench
-	$(BENCH_DIR)/bench/loom_bench --benchmark_min_time=0.5 \
+	$(BENCH_DIR)/bench/loom_bench --benchmark_min_time=0.3 --benchmark_min_warmup_time=0.1 \
+	  --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
 	  --benchmark_out=$(BENCH_DIR)/bench.json --benchmark_out_format=json
 	python3 bench/ratios.py $(BENCH_DIR)/bench.json
 

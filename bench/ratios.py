@@ -4,7 +4,7 @@
     build-bench/bench/loom_bench --benchmark_format=json > run.json
     python3 bench/ratios.py run.json
 
-Times are wall-clock times of one run; each ratio compares Loom with muParser and with the
+Times are wall-clock times of one run (the medians when it repeated each benchmark); each ratio compares Loom with muParser and with the
 hand-written C++ of the same case, so the figures of one table come from the same machine and
 moment. A ratio below 1 means Loom is faster.
 """
@@ -28,10 +28,12 @@ def load(path):
         data = json.load(f)
     times = defaultdict(dict)
     allocs = {}
+    # With repetitions, the medians stand for their benchmarks; without, the single runs do.
+    has_medians = any(b.get("aggregate_name") == "median" for b in data["benchmarks"])
     for b in data["benchmarks"]:
-        if b.get("run_type") == "aggregate":
+        if has_medians != (b.get("aggregate_name") == "median"):
             continue
-        parts = b["name"].split("/")
+        parts = b.get("run_name", b["name"]).split("/")
         if parts[-1].isdigit():  # the vector length argument
             parts = parts[:-1]
         family, case, engine = parts[0], "/".join(parts[1:-1]), parts[-1]
