@@ -187,23 +187,6 @@ const std::string& StringArg(const TVXParsExpressionRec* rec, std::size_t index)
   return arg.StrValue;
 }
 
-// The value an output argument is written into: the variable's own value, or the result of the
-// node that computed the argument. A constant (a literal, pi, FILE_END) is never written, as
-// that would change it for every later evaluation; its output goes to a scratch value instead.
-TVXParsDouble& OutputArg(TVXParsExpressionRec* rec, std::size_t index) {
-  if (index < rec->ArgRecs.size() && rec->ArgRecs[index] != nullptr) {
-    const TVXParsExprWord* word = rec->ArgRecs[index]->Word;
-    const bool isConstant = word != nullptr && word->GetIsVariable() &&
-                            dynamic_cast<const TVXParsGeneratedVariable*>(word) == nullptr &&
-                            dynamic_cast<const TVXParsDoubleVariable*>(word) == nullptr;
-    if (isConstant) {
-      thread_local TVXParsDouble scratch;
-      return scratch;
-    }
-  }
-  return rec->Arg(index);
-}
-
 void SetNumber(TVXParsDouble& value, double number) {
   value.VarType = vtDouble;
   value.Value = number;
@@ -401,7 +384,7 @@ void ReadBinary(TVXParsExpressionRec* rec) {
   const bool read = OpenFiles().With(handle, false, [&](int fd) {
     return ReadSome(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
   });
-  if (read) SetNumber(OutputArg(rec, 1), TBinary<T>::Decode(bytes.data()));
+  if (read) SetNumber(rec->Arg(1), TBinary<T>::Decode(bytes.data()));
   SetNumber(rec->Result, read ? 1 : 0);
 }
 
@@ -417,7 +400,7 @@ void ReadBinaryVector(TVXParsExpressionRec* rec, const char* functionName) {
     SetNumber(rec->Result, 0);
     return;
   }
-  TVXParsDouble& vector = OutputArg(rec, 1);
+  TVXParsDouble& vector = rec->Arg(1);
   std::size_t elements = 0;
   const bool read = OpenFiles().With(handle, false, [&](int fd) {
     alignas(8) std::array<unsigned char, 65536> chunk;
@@ -442,7 +425,7 @@ void ReadBinaryVector(TVXParsExpressionRec* rec, const char* functionName) {
   } else {
     SetNumber(vector, 0);
   }
-  SetNumber(OutputArg(rec, 3), static_cast<double>(elements));
+  SetNumber(rec->Arg(3), static_cast<double>(elements));
   SetNumber(rec->Result, elements > 0 ? 1 : 0);
 }
 
@@ -574,7 +557,7 @@ void _VXParsFileSize(TVXParsExpressionRec* rec) {
     }
     return 0;
   });
-  SetNumber(OutputArg(rec, 1), error);
+  SetNumber(rec->Arg(1), error);
   SetNumber(rec->Result, size);
 }
 
@@ -624,7 +607,7 @@ void _VXParsFileReadStringLn(TVXParsExpressionRec* rec) {
   thread_local std::string line;
   const bool read =
       OpenFiles().With(handle, false, [&](int fd) { return ReadLine(fd, delimiter, line); });
-  TVXParsDouble& target = OutputArg(rec, 1);
+  TVXParsDouble& target = rec->Arg(1);
   target.VarType = vtString;
   if (read) target.StrValue = line;
   ReleaseIfLarge(line);
@@ -642,7 +625,7 @@ void _VXParsFileReadStringFixed(TVXParsExpressionRec* rec) {
   const bool read =
       OpenFiles().With(handle, false, [&](int fd) { return ReadUpTo(fd, want, bytes); });
   if (read) {
-    TVXParsDouble& target = OutputArg(rec, 1);
+    TVXParsDouble& target = rec->Arg(1);
     if (bytes.empty()) {
       SetNumber(target, 0);
     } else {

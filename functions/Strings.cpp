@@ -57,18 +57,6 @@ const TVXFormatSettings& FormatSettingsOf(const TVXParsExpressionRec* rec) {
   return rec->Owner != nullptr ? rec->Owner->FormatSettings : kDefaultFormatSettings;
 }
 
-// The value that an output argument writes into: the formula's variable. A constant of the
-// formula (a literal given where a variable belongs) is never changed; null then.
-TVXParsDouble* OutputArg(TVXParsExpressionRec* rec, std::size_t index) {
-  if (index < rec->ArgRecs.size()) {
-    const TVXParsExpressionRec* argument = rec->ArgRecs[index];
-    if (argument != nullptr && argument->Word != nullptr && argument->Word->GetIsVariable() &&
-        !argument->Word->GetCanVary())
-      return nullptr;
-  }
-  return rec->ArgData[index];
-}
-
 // count characters of text from one-based position index: an index below 1 counts as 1 (the
 // count stays), and the copy ends at the end of text.
 void CopyText(std::string& out, const std::string& text, std::int64_t index, std::int64_t count) {
@@ -263,21 +251,20 @@ void _VXParsGetToken(TVXParsExpressionRec* rec) {
   TVXParsDouble& source = rec->Arg(0);
   const TVXParsDouble& delimiter = rec->Arg(1);
   if (!IsString(source) || !IsString(delimiter)) InvalidParameters();
-  TVXParsDouble* const variable = OutputArg(rec, 0);
   std::string& text = source.StrValue;
   const std::size_t found =
       delimiter.StrValue.empty() ? std::string::npos : text.find(delimiter.StrValue);
   rec->Result.VarType = vtString;
   if (found == std::string::npos) {
     rec->Result.StrValue.assign(text);
-    if (variable != nullptr) text.clear();
+    text.clear();
     return;
   }
   const std::size_t delimiterLength = delimiter.StrValue.size();
   const auto tokenLength =
       static_cast<std::int64_t>(found + 1) - static_cast<std::int64_t>(delimiterLength);
   CopyText(rec->Result.StrValue, text, 1, tokenLength);
-  if (variable != nullptr) text.erase(0, found + delimiterLength);
+  text.erase(0, found + delimiterLength);
 }
 
 void _VXParsTrim(TVXParsExpressionRec* rec) {
@@ -342,7 +329,7 @@ void _VXParsConvertStringToNumber(TVXParsExpressionRec* rec) {
   const bool converted =
       TryStrToFloat(std::string(TrimControls(text.StrValue)), decimalSeparator, value);
   SetNumber(rec->Result, converted ? value : 0);
-  if (TVXParsDouble* error = OutputArg(rec, 2)) SetNumber(*error, converted ? 0 : 1);
+  SetNumber(rec->Arg(2), converted ? 0 : 1);
 }
 
 void _VXParsConvertStringDateTimeToNumber(TVXParsExpressionRec* rec) {
@@ -352,7 +339,7 @@ void _VXParsConvertStringDateTimeToNumber(TVXParsExpressionRec* rec) {
   const bool converted =
       TryStrToDateTime(text.StrValue, FormatSettingsOf(rec), CurrentLocalYear(), dayNumber);
   SetNumber(rec->Result, converted ? dayNumber : 0);
-  if (TVXParsDouble* error = OutputArg(rec, 1)) SetNumber(*error, converted ? 0 : 1);
+  SetNumber(rec->Arg(1), converted ? 0 : 1);
 }
 
 // Deliberately never reports a failure: text that is not hexadecimal gives 0 with error 0.
@@ -360,7 +347,7 @@ void _VXParsConvertStringHexToInt(TVXParsExpressionRec* rec) {
   const TVXParsDouble& text = rec->Arg(0);
   if (!IsString(text)) InvalidParameters();
   SetNumber(rec->Result, HexTextToNumber(TrimControls(text.StrValue)));
-  if (TVXParsDouble* error = OutputArg(rec, 1)) SetNumber(*error, 0);
+  SetNumber(rec->Arg(1), 0);
 }
 
 // --- binary packing ---
