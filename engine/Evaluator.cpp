@@ -69,24 +69,22 @@ int TVXExpressionEvaluatorBase::AddExpression(const std::string& text) {
   compiling_ = expression.get();
   expressionText_ = text;
   try {
-    Guarded([&] {
-      CompileExpression(*expression);
-      return 0;
-    });
+    Guarded([&] { CompileExpression(*expression); });
   } catch (...) {
     compiling_ = nullptr;
     throw;
   }
   compiling_ = nullptr;
-  expressions_.push_back(std::move(expression));
-  current_ = expressions_.back().get();
-  currentIndex_ = GetExpressionCount() - 1;
-  return currentIndex_;
+  return Append(std::move(expression));
 }
 
 int TVXExpressionEvaluatorBase::AddEmptyExpression(const std::string& text) {
   auto expression = std::make_unique<TVXParsExpression>();
   expression->Text = text;
+  return Append(std::move(expression));
+}
+
+int TVXExpressionEvaluatorBase::Append(std::unique_ptr<TVXParsExpression> expression) {
   expressions_.push_back(std::move(expression));
   current_ = expressions_.back().get();
   currentIndex_ = GetExpressionCount() - 1;

@@ -192,6 +192,8 @@ class TVXExpressionEvaluatorBase {
   friend class TVXTreeBuilder;
 
   void CompileExpression(TVXParsExpression& expression);
+  // Makes expression the last of the list and the current one; returns its index.
+  int Append(std::unique_ptr<TVXParsExpression> expression);
   // Evaluates a compiled expression into result: the fast path when it applies, else the list.
   const TVXParsDouble& Run(TVXParsExpression& expression);
   TVXParsExpressionRec* MakeRec(TVXParsExprWord* word);
