@@ -149,15 +149,20 @@ void LoomScalarBench(benchmark::State& state, const ScalarCase& c) {
   }
 }
 
-void MuparserScalarBench(benchmark::State& state, const ScalarCase& c) {
-  ScalarVars v;
-  double x = 0, y = 0, z = 0, w = 0, u = 0;
-  mu::Parser parser;
+// Binds the inputs a to e of the scalar cases to a muParser parser.
+void BindInputs(mu::Parser& parser, ScalarVars& v) {
   parser.DefineVar("a", &v.a);
   parser.DefineVar("b", &v.b);
   parser.DefineVar("c", &v.c);
   parser.DefineVar("d", &v.d);
   parser.DefineVar("e", &v.e);
+}
+
+void MuparserScalarBench(benchmark::State& state, const ScalarCase& c) {
+  ScalarVars v;
+  double x = 0, y = 0, z = 0, w = 0, u = 0;
+  mu::Parser parser;
+  BindInputs(parser, v);
   parser.DefineVar("x", &x);
   parser.DefineVar("y", &y);
   parser.DefineVar("z", &z);
@@ -307,11 +312,7 @@ void LoomCompileBench(benchmark::State& state, std::string text) {
 void MuparserCompileBench(benchmark::State& state, std::string text) {
   ScalarVars v;
   mu::Parser parser;
-  parser.DefineVar("a", &v.a);
-  parser.DefineVar("b", &v.b);
-  parser.DefineVar("c", &v.c);
-  parser.DefineVar("d", &v.d);
-  parser.DefineVar("e", &v.e);
+  BindInputs(parser, v);
   for (auto _ : state) {
     parser.SetExpr(text);
     benchmark::DoNotOptimize(parser.Eval());

@@ -8,6 +8,7 @@
 
 #include "engine/ParserClasses.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 #include "functions/TextFormats.h"
 
 namespace loom {
@@ -449,10 +450,6 @@ TEST(DateTimeText, FollowsTheShortDateFormat) {
 }
 
 // --- through formulas ---
-
-TVXParsDouble EvaluateOnce(TVXExpressionEvaluator& ev, const std::string& formula) {
-  return ev.GetResults(ev.AddExpression(formula));
-}
 
 class FormatFormula : public ::testing::TestWithParam<bool> {
  protected:

@@ -2,6 +2,7 @@
 // what it must give, compiled and evaluated once in a test's evaluator.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 #include "engine/ParserClasses.h"
@@ -39,6 +40,13 @@ inline std::string ErrorOf(TVXExpressionEvaluator& ev, const std::string& formul
     return e.what();
   }
   return "<no error>";
+}
+
+// A number as formula text, to full precision.
+inline std::string Num(double v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.17g", v);
+  return text;
 }
 
 }  // namespace loom

@@ -9,6 +9,7 @@
 
 #include "engine/ParserClasses.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 
 namespace loom {
 namespace {
@@ -17,27 +18,6 @@ struct VariableCase {
   const char* formula;  // writes the variable r
   const char* r;        // ParsDoubleAsString of r afterwards
 };
-
-struct ErrorCase {
-  const char* formula;
-  const char* message;
-};
-
-std::string ErrorOf(TVXExpressionEvaluator& ev, const std::string& formula) {
-  try {
-    ev.Evaluate(formula);
-  } catch (const EVXParserException& e) {
-    return e.what();
-  }
-  return "<no error>";
-}
-
-// A number as formula text, to full precision.
-std::string Num(double v) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.17g", v);
-  return text;
-}
 
 std::string Text(TVXExpressionEvaluator& ev, const std::string& formula) {
   return ParsDoubleAsString(ev.Evaluate(formula));

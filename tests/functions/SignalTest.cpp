@@ -15,20 +15,12 @@
 #include "engine/ParserClasses.h"
 #include "functions/Fft.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 
 namespace loom {
 namespace {
 
 constexpr double kPi = std::numbers::pi;
-
-std::string ErrorOf(TVXExpressionEvaluator& ev, const std::string& formula) {
-  try {
-    ev.Evaluate(formula);
-  } catch (const EVXParserException& e) {
-    return e.what();
-  }
-  return "<no error>";
-}
 
 // n samples of offset + amplitude * cos(2 pi bin k / n + phase degrees).
 TVXVect Tone(std::size_t n, double bin, double amplitude, double phaseDegrees,

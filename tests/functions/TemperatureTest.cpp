@@ -10,25 +10,11 @@
 
 #include "engine/ParserClasses.h"
 #include "functions/Registry.h"
+#include "tests/functions/FormulaTestSupport.h"
 #include "functions/Thermocouples.h"
 
 namespace loom {
 namespace {
-
-std::string Num(double v) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.17g", v);
-  return text;
-}
-
-std::string ErrorOf(TVXExpressionEvaluator& ev, const std::string& formula) {
-  try {
-    ev.Evaluate(formula);
-  } catch (const EVXParserException& e) {
-    return e.what();
-  }
-  return "<no error>";
-}
 
 struct TableRow {
   double celsius;
