@@ -5,7 +5,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "app/Script.h"
+#include "engine/Script.h"
 #include "app/Watchdog.h"
 
 namespace loom {

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "app/EvaluatorSetup.h"
-#include "app/Script.h"
+#include "engine/Script.h"
 
 namespace loom {
 namespace {
@@ -13,9 +13,13 @@ namespace {
 std::atomic<bool> interruptRequested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "InterruptRepl runs in a signal handler");
 
-bool ContinueUnlessInterrupted(void* /*context*/, int /*index*/) {
-  return !interruptRequested.load(std::memory_order_relaxed);
-}
+// Ends a running block between two expressions once Ctrl-C was pressed.
+class TInterruptObserver : public TVXSectionObserver {
+ public:
+  bool BeforeExpression(int /*index*/) override {
+    return !interruptRequested.load(std::memory_order_relaxed);
+  }
+};
 
 std::string Trim(const std::string& text) {
   const std::size_t first = text.find_first_not_of(" \t");
@@ -148,10 +152,9 @@ void TRepl::RunRange(int first, int end) {
   }
   interruptRequested.store(false);
   evaluator_.ClearStop();
-  TVXSectionHooks hooks;
-  hooks.BeforeExpression = &ContinueUnlessInterrupted;
+  TInterruptObserver observer;
   TVXParsDouble result;
-  const TVXSectionOutcome outcome = RunSection(evaluator_, jumps, first, end, result, hooks);
+  const TVXSectionOutcome outcome = RunSection(evaluator_, jumps, first, end, result, &observer);
   if (outcome.FailedIndex >= 0) {
     ReportError(outcome.ErrorMessage);
   } else if (outcome.Aborted) {

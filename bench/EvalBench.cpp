@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "engine/Evaluator.h"
+#include "engine/Sections.h"
 #include "functions/Registry.h"
 
 namespace loom::bench {

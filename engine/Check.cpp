@@ -32,7 +32,7 @@ bool IsIntegerLiteral(const TVXParsExprWord* word, char decimalSeparator) {
 
 }  // namespace
 
-void TVXExpressionEvaluatorBase::Check(TVXParsExprCollection& tokens) {
+void TVXExpressionEvaluatorBase::Check(TVXCompileState& state, TVXParsExprCollection& tokens) {
   tokens.Check();
   TVXParsExprWord* const unaryMinus = words_.Find("-@");
   TVXParsExprWord* const unaryPlus = words_.Find("+@");
@@ -74,17 +74,17 @@ void TVXExpressionEvaluatorBase::Check(TVXParsExprCollection& tokens) {
 
     TVXParsExprWord* const next = i + 1 < tokens.Count() ? tokens.Word(i + 1) : nullptr;
     if (word->GetIsVariable() && next && next->GetIsVariable())
-      Fail(rsTwoSuccessive, word->Name);
+      state.Fail(rsTwoSuccessive, word->Name);
     if (dynamic_cast<TVXParsGeneratedVariable*>(word) && next && KindOf(next) == vtLeftBracket)
-      Fail(rsUnknownFunction, word->Name);
+      state.Fail(rsUnknownFunction, word->Name);
     if (KindOf(word) == vtLeftBracket && (!next || KindOf(next) == vtRightBracket))
-      Fail(rsEmptyBrackets);
+      state.Fail(rsEmptyBrackets);
     if (KindOf(word) == vtRightBracket && next && KindOf(next) == vtLeftBracket)
-      Fail(rsMissingBetweenBrackets);
+      state.Fail(rsMissingBetweenBrackets);
     if (KindOf(word) == vtRightBracket && next && next->GetIsVariable())
-      Fail(rsMissingAfterBracket);
+      state.Fail(rsMissingAfterBracket);
     if (KindOf(word) == vtLeftBracket && prev && prev->GetIsVariable())
-      Fail(rsMissingBeforeBracket);
+      state.Fail(rsMissingBeforeBracket);
     // x^2 computes with an integer power, x^2.0 with the general one.
     if (word->Name == "^" && word->GetIsOper() && intPower && next &&
         IsIntegerLiteral(next, decimalSeparator_))

@@ -15,11 +15,6 @@ namespace loom {
 
 namespace {
 
-const char* JumpName(TVXParsJumpType type) {
-  static const char* names[] = {"none", "If", "Else", "EndIf", "While", "Wend", "Repeat", "Until"};
-  return names[type];
-}
-
 std::string Quote(const std::string& text) {
   std::string out = "\"";
   for (char c : text) {
@@ -85,7 +80,7 @@ std::string TVXExpressionEvaluatorBase::Disassemble(int index) const {
       out << (a ? ", " : "") << operand(node->ArgData[a]);
     out << ") -> #" << n << "\n";
   }
-  if (expression.JumpType != jtNone) out << "  jump command: " << JumpName(expression.JumpType) << "\n";
+  if (expression.JumpType != jtNone) out << "  jump command: " << JumpCommandName(expression.JumpType) << "\n";
   return out.str();
 }
 

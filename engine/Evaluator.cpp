@@ -15,23 +15,6 @@ namespace loom {
 
 namespace {
 
-std::string Upper(const std::string& text) {
-  std::string out = text;
-  for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return out;
-}
-
-// The names of the panel's time and output variables, whose help is the variables page.
-const std::vector<std::string>& ReservedVariableNames() {
-  static const std::vector<std::string> names = [] {
-    std::vector<std::string> upper;
-    for (const char* name : {"dt", "t", "timelength", "timestart", "ControlOutput", "EnableOutput"})
-      upper.push_back(Upper(name));
-    return upper;
-  }();
-  return names;
-}
-
 // Runs work and turns the run-time's resource errors into the engine's exception, so that
 // callers see one exception class whatever a formula does.
 template <typename Work>
@@ -41,9 +24,9 @@ auto Guarded(Work&& work) -> decltype(work()) {
   } catch (const EVXParserException&) {
     throw;
   } catch (const std::bad_alloc&) {
-    throw EVXParserException("Out of memory");
+    throw EVXParserException(rsOutOfMemory);
   } catch (const std::length_error&) {
-    throw EVXParserException("Out of memory");
+    throw EVXParserException(rsOutOfMemory);
   }
 }
 
@@ -54,9 +37,9 @@ TVXExpressionEvaluatorBase::TVXExpressionEvaluatorBase(char decimalSeparator)
 
 TVXExpressionEvaluatorBase::~TVXExpressionEvaluatorBase() = default;
 
-void TVXExpressionEvaluatorBase::Fail(const char* message, std::string_view detail,
-                                      std::string_view detail2) const {
-  throw EVXParserException(FormatMessage(message, {expressionText_, detail, detail2}));
+void TVXCompileState::Fail(const char* message, std::string_view detail,
+                           std::string_view detail2) const {
+  throw EVXParserException(FormatMessage(message, {Text, detail, detail2}));
 }
 
 int TVXExpressionEvaluatorBase::AddExpression(const std::string& text) {
@@ -66,15 +49,7 @@ int TVXExpressionEvaluatorBase::AddExpression(const std::string& text) {
   }
   auto expression = std::make_unique<TVXParsExpression>();
   expression->Text = text;
-  compiling_ = expression.get();
-  expressionText_ = text;
-  try {
-    Guarded([&] { CompileExpression(*expression); });
-  } catch (...) {
-    compiling_ = nullptr;
-    throw;
-  }
-  compiling_ = nullptr;
+  Guarded([&] { CompileExpression(*expression); });
   return Append(std::move(expression));
 }
 
@@ -98,28 +73,26 @@ void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression
         rsFormulaTooLong,
         {expression.Text.substr(0, 80) + "...", std::to_string(kMaxFormulaLength)}));
   }
-  listHead_ = listTail_ = nullptr;
-  jumpType_ = jtNone;
-
+  TVXCompileState state(expression, expression.Text);
   TVXParsExprCollection tokens;
-  ParseString(expression.Text, tokens);
-  Check(tokens);
+  ParseString(state, tokens);
+  Check(state, tokens);
   if (tokens.Count() == 0) return;  // stored without a compiled form
 
-  TVXParsExpressionRec* root = MakeTree(tokens);
-  if (!CheckArguments(root)) Fail(rsTooFewArguments);
-  if (ConstantFolding) root = RemoveConstants(root);
+  TVXParsExpressionRec* root = MakeTree(state, tokens);
+  if (!CheckArguments(root)) state.Fail(rsTooFewArguments);
+  if (ConstantFolding) root = RemoveConstants(state, root);
   if (!root || !root->Word) return;
 
   if (root->Word->GetIsVariable()) {
     // A lone constant or variable: the root record itself copies the value out.
     expression.Head = expression.Last = root;
   } else {
-    MakeLinkedList(root);
-    expression.Head = listHead_;
-    expression.Last = listTail_;
+    MakeLinkedList(state, root);
+    expression.Head = state.ListHead;
+    expression.Last = state.ListTail;
   }
-  expression.JumpType = jumpType_;
+  expression.JumpType = state.JumpType;
   for (TVXParsExpressionRec* node = expression.Head; node; node = node->Next) ++expression.Size;
   if (expression.Head != root || !root->Word->GetIsVariable())
     expression.Program = TVXKernelProgram::Build(expression.Head, expression.Last);
@@ -173,13 +146,7 @@ const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expressi
   if (UseKernels && expression.Program &&
       (expression.Program->RunNumbers() || expression.Program->RunVectors()))
     return expression.Last->Result;
-  TVXParsExpressionRec* node = expression.Head;
-  while (node->Next) {
-    node->Func(node);
-    node = node->Next;
-  }
-  if (node->Func) node->Func(node);
-  return node->Result;
+  return RunList(expression.Head);
 }
 
 bool TVXExpressionEvaluatorBase::isBoolean() const {
@@ -218,6 +185,7 @@ void TVXExpressionEvaluatorBase::ClearExpressions() {
   expressions_.clear();
   current_ = nullptr;
   currentIndex_ = -1;
+  retiredWords_.clear();  // no compiled list reads them any more
 }
 
 void TVXExpressionEvaluatorBase::Reset() {
@@ -229,40 +197,6 @@ void TVXExpressionEvaluatorBase::Reset() {
   FillExpressList();
 }
 
-namespace {
-
-bool IsVariableWord(const TVXParsExprWord* word) {
-  return dynamic_cast<const TVXParsGeneratedVariable*>(word) ||
-         dynamic_cast<const TVXParsDoubleVariable*>(word) ||
-         dynamic_cast<const TVXParsStringVariable*>(word);
-}
-
-}  // namespace
-
-void TVXExpressionEvaluatorBase::GetVars(std::vector<std::string>& names,
-                                         std::vector<TVXParsExprWord*>* words) const {
-  names.clear();
-  if (words) words->clear();
-  for (int i = 0; i < words_.Count(); ++i) {
-    TVXParsExprWord* word = words_.Word(i);
-    if (!IsVariableWord(word)) continue;
-    names.push_back(word->Name);
-    if (words) words->push_back(word);
-  }
-}
-
-void TVXExpressionEvaluatorBase::GetGeneratedVars(std::vector<std::string>& names,
-                                                  std::vector<TVXParsExprWord*>* words) const {
-  names.clear();
-  if (words) words->clear();
-  for (int i = 0; i < words_.Count(); ++i) {
-    TVXParsExprWord* word = words_.Word(i);
-    if (!dynamic_cast<TVXParsGeneratedVariable*>(word)) continue;
-    names.push_back(word->Name);
-    if (words) words->push_back(word);
-  }
-}
-
 std::string TVXExpressionEvaluatorBase::GetAsString() const {
   if (!current_ || !current_->Last) return ParsDoubleAsString(EmptyResult(), decimalSeparator_);
   return ParsDoubleAsString(current_->Last->Result, decimalSeparator_);
@@ -271,10 +205,10 @@ std::string TVXExpressionEvaluatorBase::GetAsString() const {
 std::string TVXExpressionEvaluatorBase::GetAsHexadecimal() const {
   const TVXParsDouble value =
       current_ && current_->Last ? current_->Last->Result : EmptyResult();
-  if (value.VarType != vtDouble && value.VarType != vtBoolean) return "Invalid datatype";
+  if (value.VarType != vtDouble && value.VarType != vtBoolean) return rsInvalidDatatype;
   const double rounded = std::nearbyint(value.Value);
   if (!(rounded >= -9223372036854775808.0 && rounded < 9223372036854775808.0))
-    return "Invalid floating point operation";
+    return rsInvalidFloatingPoint;
   char buffer[24];
   std::snprintf(buffer, sizeof buffer, "$%08" PRIX64,
                 static_cast<std::uint64_t>(static_cast<std::int64_t>(rounded)));
@@ -313,61 +247,12 @@ void TVXExpressionEvaluatorBase::DefineConstant(const std::string& name, double 
 void TVXExpressionEvaluatorBase::ReplaceFunction(const std::string& name,
                                                  std::unique_ptr<TVXParsExprWord> word) {
   int index;
-  if (words_.Search(name.c_str(), index)) words_.AtFree(index);
+  if (words_.Search(name.c_str(), index)) {
+    // Compiled lists point at the word and at its value: it retires instead of dying.
+    retiredWords_.emplace_back(words_.Word(index));
+    words_.AtDelete(index);
+  }
   if (word) AddWord(std::move(word));
-}
-
-void TVXExpressionEvaluatorBase::GetFunctionList(std::vector<std::string>& lines,
-                                                 std::vector<TVXParsExprWord*>* words) const {
-  lines.clear();
-  if (words) words->clear();
-  for (int i = 0; i < words_.Count(); ++i) {
-    auto* function = dynamic_cast<TVXParsFunction*>(words_.Word(i));
-    if (!function || function->IsOper) continue;
-    std::string line;
-    if (function->NFunctionArg == 0) {
-      line = function->Name;
-    } else if (!function->Syntax.empty()) {
-      line = function->Syntax;
-    } else {
-      line = function->Name + "(";
-      for (int arg = 1; arg <= function->NFunctionArg; ++arg)
-        line += " arg" + std::to_string(arg) + " ,";
-      line.back() = ')';
-    }
-    lines.push_back(line);
-    if (words) words->push_back(function);
-  }
-}
-
-void TVXExpressionEvaluatorBase::GetOperatorList(std::vector<std::string>& names,
-                                                 std::vector<TVXParsExprWord*>* words) const {
-  names.clear();
-  if (words) words->clear();
-  for (int i = 0; i < words_.Count(); ++i) {
-    TVXParsExprWord* word = words_.Word(i);
-    // Names with "@" are internal forms (unary signs, integer power) users never write.
-    if (!word->GetIsOper() || word->Name.find('@') != std::string::npos) continue;
-    names.push_back(word->Name);
-    if (words) words->push_back(word);
-  }
-}
-
-std::string TVXExpressionEvaluatorBase::GetHelpTopicID(const std::string& name) const {
-  const std::string upper = Upper(name);
-  for (const std::string& reserved : ReservedVariableNames())
-    if (reserved == upper) return "Variables.htm";
-  for (int i = 0; i < words_.Count(); ++i) {
-    TVXParsExprWord* word = words_.Word(i);
-    if (Upper(word->Name) != upper) continue;
-    if (auto* function = dynamic_cast<TVXParsFunction*>(word))
-      return (function->IsOper ? "Operators/" : "Functions/") + function->HelpFile;
-    if (dynamic_cast<TVXParsGeneratedVariable*>(word)) return {};
-    if (auto* constant = dynamic_cast<TVXParsDoubleConstant*>(word)) return constant->HelpFile;
-    if (auto* variable = dynamic_cast<TVXParsDoubleVariable*>(word)) return variable->HelpFile;
-    return {};
-  }
-  return {};
 }
 
 void TVXExpressionEvaluatorBase::RequestStop() {

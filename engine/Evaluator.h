@@ -5,6 +5,13 @@
 // MakeLinkedList, one stage per source file) and evaluates them on demand. The words of the
 // language itself are registered by a derived class (TVXExpressionEvaluator in functions/), so
 // that the engine does not depend on the function library.
+//
+// Threads. An evaluator belongs to one thread at a time: the thread that compiles and evaluates
+// with it (a panel's main thread, or its evaluation thread while that runs a cycle). Ownership
+// may move between threads only with a hand-over that orders memory (a lock or a join). Another
+// thread may call RequestStop and StopRequested, and nothing else. The settings (FormatSettings,
+// ConstantFolding, UseKernels, BaseDirectory, Host) and the word list change only while no
+// evaluation runs; a body that blocks (Wait) waits on the stop event, so RequestStop ends it.
 #pragma once
 
 #include <atomic>
@@ -17,9 +24,11 @@
 
 #include "engine/Kernel.h"
 #include "engine/ParserClasses.h"
-#include "engine/ParserHelpers.h"
+#include "engine/WordLists.h"
 
 namespace loom {
+
+class TFormulaHost;  // what function bodies may ask of the world outside (functions/)
 
 // Limits that keep hostile or mistaken input from exhausting the stack or the memory.
 inline constexpr std::size_t kMaxFormulaLength = 1 << 20;  // characters of one expression
@@ -53,6 +62,22 @@ struct TVXFormatSettings {
   std::string LongTimeFormat = "hh:nn:ss";
   std::string TimeAMString = "AM";
   std::string TimePMString = "PM";
+};
+
+// The state of one compilation, passed through the compiler stages: the expression being built
+// (which receives every record and constant made) and the linear list under construction.
+struct TVXCompileState {
+  TVXCompileState(TVXParsExpression& expression, const std::string& text)
+      : Expression(expression), Text(text) {}
+  TVXParsExpression& Expression;
+  const std::string& Text;  // the text quoted by compile messages
+  TVXParsExpressionRec* ListHead = nullptr;
+  TVXParsExpressionRec* ListTail = nullptr;
+  TVXParsJumpType JumpType = jtNone;
+
+  // Raises message filled with the expression's text and the details.
+  [[noreturn]] void Fail(const char* message, std::string_view detail = {},
+                         std::string_view detail2 = {}) const;
 };
 
 class TVXExpressionEvaluatorBase {
@@ -131,7 +156,8 @@ class TVXExpressionEvaluatorBase {
   void DefineStringVariable(const std::string& name, std::string* text);
   void DefineConstant(const std::string& name, double value, const std::string& description,
                       const std::string& helpFile);
-  // Removes and destroys the word of that name, if any, then adds word (when not null).
+  // Removes the word of that name, if any, then adds word (when not null). Expressions compiled
+  // before keep reading the removed word, which lives until the expressions are cleared.
   void ReplaceFunction(const std::string& name, std::unique_ptr<TVXParsExprWord> word);
   // Adds word with the list's Add: a name already present keeps its first word, and the new
   // one is destroyed. Returns the word that holds the name afterwards.
@@ -163,6 +189,11 @@ class TVXExpressionEvaluatorBase {
 
   // --- what function bodies reach while they run ---
 
+  // The host that function bodies ask for what lies outside the formula (clock, panel, serial
+  // port, engine bridge). Not owned; the evaluator itself never calls it. Null: the bodies'
+  // do-nothing host.
+  TFormulaHost* Host = nullptr;
+
   // Events queued by formulas during a run; the owner fires and clears them.
   std::vector<std::unique_ptr<TDeferredEvent>> DeferredEvents;
   // The time stored by tic, in 100-ns units since 1601-01-01.
@@ -178,15 +209,12 @@ class TVXExpressionEvaluatorBase {
 
  protected:
   // The compiler stages, in the order CompileExpression runs them.
-  void ParseString(const std::string& text, TVXParsExprCollection& tokens);
-  void Check(TVXParsExprCollection& tokens);
-  TVXParsExpressionRec* MakeTree(const TVXParsExprCollection& tokens);
+  void ParseString(TVXCompileState& state, TVXParsExprCollection& tokens);
+  void Check(TVXCompileState& state, TVXParsExprCollection& tokens);
+  TVXParsExpressionRec* MakeTree(TVXCompileState& state, const TVXParsExprCollection& tokens);
   bool CheckArguments(const TVXParsExpressionRec* rec) const;
-  TVXParsExpressionRec* RemoveConstants(TVXParsExpressionRec* rec);
-  TVXParsDouble* MakeLinkedList(TVXParsExpressionRec* rec);
-
-  // Registration helpers of FillExpressList.
-  void RegisterStructuralWords();
+  TVXParsExpressionRec* RemoveConstants(TVXCompileState& state, TVXParsExpressionRec* rec);
+  TVXParsDouble* MakeLinkedList(TVXCompileState& state, TVXParsExpressionRec* rec);
 
  private:
   friend class TVXTreeBuilder;
@@ -196,13 +224,11 @@ class TVXExpressionEvaluatorBase {
   int Append(std::unique_ptr<TVXParsExpression> expression);
   // Evaluates a compiled expression into result: the fast path when it applies, else the list.
   const TVXParsDouble& Run(TVXParsExpression& expression);
-  TVXParsExpressionRec* MakeRec(TVXParsExprWord* word);
-  void CheckWrittenArguments(const TVXParsExpressionRec* node) const;
+  TVXParsExpressionRec* MakeRec(TVXCompileState& state, TVXParsExprWord* word);
+  void CheckWrittenArguments(const TVXCompileState& state, const TVXParsExpressionRec* node) const;
   // Evaluates a constant subtree once and returns its result (folding).
-  TVXParsDouble EvaluateDisposeTree(TVXParsExpressionRec* rec, bool& isBooleanResult);
-  // Raises message filled with the expression's text and the details.
-  [[noreturn]] void Fail(const char* message, std::string_view detail = {},
-                         std::string_view detail2 = {}) const;
+  TVXParsDouble EvaluateDisposeTree(TVXCompileState& state, TVXParsExpressionRec* rec,
+                                    bool& isBooleanResult);
 
   char decimalSeparator_;
   char listSeparator_;
@@ -210,13 +236,8 @@ class TVXExpressionEvaluatorBase {
   std::vector<std::unique_ptr<TVXParsExpression>> expressions_;
   int currentIndex_ = -1;
   TVXParsExpression* current_ = nullptr;
-
-  // State of the expression being compiled.
-  TVXParsExpression* compiling_ = nullptr;
-  std::string expressionText_;
-  TVXParsExpressionRec* listHead_ = nullptr;
-  TVXParsExpressionRec* listTail_ = nullptr;
-  TVXParsJumpType jumpType_ = jtNone;
+  // Words taken out by ReplaceFunction while compiled expressions may still read them.
+  std::vector<std::unique_ptr<TVXParsExprWord>> retiredWords_;
 
   TVXParsDouble emptyResult_ = EmptyResult();  // what an expression without compiled form yields
   std::atomic<bool> stop_{false};
@@ -224,43 +245,11 @@ class TVXExpressionEvaluatorBase {
   std::condition_variable stopSignal_;
 };
 
-// Copies a node's result the way an evaluation hands it out: the kind, then the vector, the
-// string, the matrix or (for every other kind) the number; storage of result is reused.
+// Copies a node's result the way an evaluation hands it out: the value (CopyParsDouble) and the
+// jump flag; storage of result is reused.
 void CopyResult(const TVXParsDouble& from, TVXParsDouble& result);
 
-// The pairing of jump commands: for each expression index, where execution continues when
-// that expression's result carries the jump flag (-1 for expressions that never jump).
-using TVXJumpTable = std::vector<int>;
-
-// Pairs If/Else/EndIF, While/Wend and Repeat/Until over expressions first .. end-1 of the
-// evaluator (the whole list by default). Throws "Invalid loop command" for a wrong partner and
-// "Loops or jumps are not matched" for a command left without one.
-TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first = 0, int end = -1);
-
-// What a section run reports: whether it ran to its end, and where and why it stopped.
-struct TVXSectionOutcome {
-  bool Completed = true;
-  bool Aborted = false;       // a stop request ended it between two expressions
-  int FailedIndex = -1;       // the expression that raised, or -1
-  std::string ErrorMessage;   // that expression's error message
-};
-
-// Hooks of the section runner; each may be left empty.
-struct TVXSectionHooks {
-  // Asked before each expression; returning false ends the section as aborted.
-  bool (*BeforeExpression)(void* context, int index) = nullptr;
-  // Told after each expression with its result.
-  void (*AfterExpression)(void* context, int index, const TVXParsDouble& result) = nullptr;
-  // While it reads true, no jump is taken (the host is stopping).
-  const std::atomic<bool>* StopRecursion = nullptr;
-  void* Context = nullptr;
-};
-
-// Runs expressions first .. end-1 as one section, following jumps: the result's number and
-// jump flag are cleared first, each expression's result then overwrites it. An exception ends
-// the section and is reported in the outcome; a stop request is honoured between expressions.
-TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJumpTable& jumps,
-                             int first, int end, TVXParsDouble& result,
-                             const TVXSectionHooks& hooks = {});
+// Runs a linear list from first to its end and returns the last node's result in place.
+const TVXParsDouble& RunList(TVXParsExpressionRec* first);
 
 }  // namespace loom

@@ -25,8 +25,9 @@ bool FoldedNodeVaries(const TVXParsExpressionRec* rec) {
 
 }  // namespace
 
-TVXParsExpressionRec* TVXExpressionEvaluatorBase::RemoveConstants(TVXParsExpressionRec* rec) {
-  if (!rec) return MakeRec(nullptr);
+TVXParsExpressionRec* TVXExpressionEvaluatorBase::RemoveConstants(TVXCompileState& state,
+                                                                  TVXParsExpressionRec* rec) {
+  if (!rec) return MakeRec(state, nullptr);
   if (!rec->Word) return rec;
   if (rec->Word->GetIsVariable()) return rec;  // constants and variables stay as they are
   // Children first: a varying node keeps its constant arguments folded, and a constant node
@@ -35,39 +36,34 @@ TVXParsExpressionRec* TVXExpressionEvaluatorBase::RemoveConstants(TVXParsExpress
   bool canVary = rec->Word->GetCanVary();
   const std::size_t deciding = DecidingArgs(rec);
   for (std::size_t i = 0; i < rec->ArgRecs.size(); ++i) {
-    TVXParsExpressionRec* child = RemoveConstants(rec->ArgRecs[i]);
+    TVXParsExpressionRec* child = RemoveConstants(state, rec->ArgRecs[i]);
     rec->ArgRecs[i] = child;
     if (i < deciding && FoldedNodeVaries(child)) canVary = true;
   }
   if (canVary) return rec;
 
   bool isBooleanResult = false;
-  const TVXParsDouble value = EvaluateDisposeTree(rec, isBooleanResult);
+  const TVXParsDouble value = EvaluateDisposeTree(state, rec, isBooleanResult);
   std::unique_ptr<TVXParsDoubleConstant> constant;
   if (isBooleanResult)
     constant = std::make_unique<TVXParsBooleanConstant>(std::string(), value);
   else
     constant = std::make_unique<TVXParsDoubleConstant>(std::string(), value);
   TVXParsDoubleConstant* word = constant.get();
-  compiling_->Constants.push_back(std::move(constant));
-  return MakeRec(word);
+  state.Expression.Constants.push_back(std::move(constant));
+  return MakeRec(state, word);
 }
 
-TVXParsDouble TVXExpressionEvaluatorBase::EvaluateDisposeTree(TVXParsExpressionRec* rec,
+TVXParsDouble TVXExpressionEvaluatorBase::EvaluateDisposeTree(TVXCompileState& state,
+                                                             TVXParsExpressionRec* rec,
                                                              bool& isBooleanResult) {
   isBooleanResult = rec->Word && rec->Word->GeTVXPArsVarType() == vtBoolean;
-  TVXParsExpressionRec* const savedHead = listHead_;
-  TVXParsExpressionRec* const savedTail = listTail_;
-  const TVXParsJumpType savedJump = jumpType_;
-  listHead_ = listTail_ = nullptr;
-  MakeLinkedList(rec);
-  TVXParsExpressionRec* const head = listHead_;
-  listHead_ = savedHead;
-  listTail_ = savedTail;
-  jumpType_ = savedJump;
+  // The subtree gets a linear list of its own, built with a compilation state of its own on
+  // the same expression, whose record store keeps the folded nodes until it is released.
+  TVXCompileState subtree(state.Expression, state.Text);
+  MakeLinkedList(subtree, rec);
   TVXParsDouble result;
-  EvaluateList(head, result);
-  // The folded nodes stay in the expression's record store until it is released.
+  EvaluateList(subtree.ListHead, result);
   return result;
 }
 

@@ -1,33 +1,16 @@
 // MakeLinkedList and EvaluateList: a tree becomes a list in which every operation follows its
 // arguments, and a list runs from its first node to its last.
 #include <algorithm>
-#include <cctype>
 
 #include "engine/Evaluator.h"
 
 namespace loom {
 
-namespace {
-
-TVXParsJumpType JumpTypeOf(const std::string& name) {
-  std::string lower;
-  for (char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (lower == "if") return jtIf;
-  if (lower == "else") return jtElse;
-  if (lower == "endif") return jtEndIF;
-  if (lower == "while") return jtWhile;
-  if (lower == "wend") return jtWend;
-  if (lower == "repeat") return jtRepeat;
-  if (lower == "until") return jtUntil;
-  return jtNone;
-}
-
-}  // namespace
-
-TVXParsDouble* TVXExpressionEvaluatorBase::MakeLinkedList(TVXParsExpressionRec* rec) {
+TVXParsDouble* TVXExpressionEvaluatorBase::MakeLinkedList(TVXCompileState& state,
+                                                          TVXParsExpressionRec* rec) {
   if (!rec || !rec->Word) return nullptr;
   TVXParsExprWord* const word = rec->Word;
-  if (word->GeTVXPArsVarType() == vtJump) jumpType_ = JumpTypeOf(word->Name);
+  if (word->GeTVXPArsVarType() == vtJump) state.JumpType = JumpTypeOfName(word->Name);
   // Constants and variables are read in place: their record is not kept in the list.
   if (word->GetIsVariable()) return word->AsPointer();
 
@@ -35,17 +18,27 @@ TVXParsDouble* TVXExpressionEvaluatorBase::MakeLinkedList(TVXParsExpressionRec* 
                                 ? rec->ArgRecs.size()
                                 : std::min(rec->ArgRecs.size(),
                                            static_cast<std::size_t>(std::max(word->GetNFunctionArg(), 0)));
-  CheckWrittenArguments(rec);
+  CheckWrittenArguments(state, rec);
   rec->ArgData.assign(count, nullptr);
-  for (std::size_t i = 0; i < count; ++i) rec->ArgData[i] = MakeLinkedList(rec->ArgRecs[i]);
+  for (std::size_t i = 0; i < count; ++i) rec->ArgData[i] = MakeLinkedList(state, rec->ArgRecs[i]);
 
   rec->Next = nullptr;
-  if (!listHead_)
-    listHead_ = rec;
+  if (!state.ListHead)
+    state.ListHead = rec;
   else
-    listTail_->Next = rec;
-  listTail_ = rec;
+    state.ListTail->Next = rec;
+  state.ListTail = rec;
   return &rec->Result;
+}
+
+const TVXParsDouble& RunList(TVXParsExpressionRec* first) {
+  TVXParsExpressionRec* node = first;
+  while (node->Next) {
+    node->Func(node);
+    node = node->Next;
+  }
+  if (node->Func) node->Func(node);  // a lone constant's record has no procedure of its own
+  return node->Result;
 }
 
 void TVXExpressionEvaluatorBase::EvaluateList(TVXParsExpressionRec* first, TVXParsDouble& result) {
@@ -55,32 +48,12 @@ void TVXExpressionEvaluatorBase::EvaluateList(TVXParsExpressionRec* first, TVXPa
     result.Value = EmptyNaN();
     return;
   }
-  TVXParsExpressionRec* node = first;
-  while (node->Next) {
-    node->Func(node);
-    node = node->Next;
-  }
-  if (node->Func) node->Func(node);
-  CopyResult(node->Result, result);
+  CopyResult(RunList(first), result);
 }
 
 void CopyResult(const TVXParsDouble& last, TVXParsDouble& result) {
-  result.VarType = last.VarType;
+  CopyParsDouble(last, result);
   result.JumpFlag = last.JumpFlag;
-  switch (last.VarType) {
-    case vtVector:
-      result.Vector = last.Vector;
-      break;
-    case vtString:
-      result.StrValue = last.StrValue;
-      break;
-    case vtMatrix:
-      result.Matrix = last.Matrix;
-      break;
-    default:
-      result.Value = last.Value;
-      break;
-  }
 }
 
 TVXParsDouble TVXExpressionEvaluatorBase::EvaluateList(TVXParsExpressionRec* first) {

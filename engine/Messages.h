@@ -37,6 +37,11 @@ inline constexpr const char* rsNotAssignable = "%s: \"%s\" is not a variable and
 inline constexpr const char* rsArgumentNotWritable =
     "%s: argument %s of \"%s\" receives a result and cannot be a constant";  // Ramp(pi, 0, 1, 3)
 
+// Values.
+inline constexpr const char* rsNotAValidNumber = "\"%s\" is not a valid number";  // a constant's text
+inline constexpr const char* rsInvalidDatatype = "Invalid datatype";  // display text of a non-value
+inline constexpr const char* rsOutOfMemory = "Out of memory";
+
 // Evaluation.
 inline constexpr const char* rsNotBoolean = "%s: expression is not boolean";
 inline constexpr const char* rsNotValidStringOperand = "\"%s\" is not a valid string operand";

@@ -1,6 +1,7 @@
 #include "engine/ParserClasses.h"
 
 #include <locale.h>
+#include <strings.h>
 
 #include <bit>
 #include <cmath>
@@ -43,39 +44,31 @@ double EmptyNaN() { return std::bit_cast<double>(~std::uint64_t{0}); }
 
 TVXParsDouble EmptyResult() { return TVXParsDouble::Number(EmptyNaN()); }
 
-std::string FormatMessage(std::string_view format, std::initializer_list<std::string_view> args) {
-  std::string out;
-  out.reserve(format.size() + 32);
-  auto next = args.begin();
-  for (std::size_t i = 0; i < format.size(); ++i) {
-    if (format[i] == '%' && i + 1 < format.size() && format[i + 1] == 's' && next != args.end()) {
-      out.append(*next++);
-      ++i;
-    } else {
-      out.push_back(format[i]);
-    }
-  }
-  return out;
-}
-
-void _VXParsVariable(TVXParsExpressionRec* rec) {
-  const TVXParsDouble& value = *rec->ArgData[0];
-  TVXParsDouble& result = rec->Result;
-  result.VarType = value.VarType;
-  switch (value.VarType) {
+void CopyParsDouble(const TVXParsDouble& source, TVXParsDouble& destination) {
+  destination.VarType = source.VarType;
+  switch (source.VarType) {
     case vtVector:
-      result.Vector = value.Vector;
+      destination.Vector = source.Vector;
       break;
     case vtString:
-      result.StrValue = value.StrValue;
+      destination.StrValue = source.StrValue;
       break;
     case vtMatrix:
-      result.Matrix = value.Matrix;
+      destination.Matrix = source.Matrix;
       break;
     default:
-      result.Value = value.Value;
+      destination.Value = source.Value;
       break;
   }
+}
+
+void _VXParsVariable(TVXParsExpressionRec* rec) { CopyParsDouble(*rec->ArgData[0], rec->Result); }
+
+TVXParsJumpType JumpTypeOfName(const std::string& name) {
+  for (std::size_t type = jtIf; type < std::size(kJumpCommandNames); ++type)
+    if (strcasecmp(name.c_str(), kJumpCommandNames[type]) == 0)
+      return static_cast<TVXParsJumpType>(type);
+  return jtNone;
 }
 
 namespace {
@@ -129,7 +122,7 @@ TVXParsDoubleConstant::TVXParsDoubleConstant(std::string name, const std::string
   if (valueText.empty()) {
     Value.Value = EmptyNaN();
   } else if (!TryStrToFloat(valueText, decimalSeparator, Value.Value)) {
-    throw EVXParserException(FormatMessage("\"%s\" is not a valid number", {valueText}));
+    throw EVXParserException(FormatMessage(rsNotAValidNumber, {valueText}));
   }
 }
 
@@ -335,7 +328,7 @@ std::string ParsDoubleAsString(const TVXParsDouble& value, char decimalSeparator
     case vtBoolean:
       return value.Value != 0 ? "True" : "False";
     default:
-      return "Invalid datatype";
+      return rsInvalidDatatype;
   }
 }
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -45,6 +46,7 @@ enum TVXPArsArgsType : std::uint8_t {
   atArgOther
 };
 
+// ORDER TVXParsJumpType: kJumpCommandNames lists the commands in this order.
 enum TVXParsJumpType : std::uint8_t {
   jtNone,
   jtIf,
@@ -55,6 +57,14 @@ enum TVXParsJumpType : std::uint8_t {
   jtRepeat,
   jtUntil
 };
+
+// The command word of each jump type as users write it; empty for jtNone.
+inline constexpr const char* kJumpCommandNames[] = {"",      "If",   "Else",   "EndIf",
+                                                    "While", "Wend", "Repeat", "Until"};
+static_assert(std::size(kJumpCommandNames) == jtUntil + 1, "one name per TVXParsJumpType");
+inline const char* JumpCommandName(TVXParsJumpType type) { return kJumpCommandNames[type]; }
+// The jump type of a command word in any letter case; jtNone for every other name.
+TVXParsJumpType JumpTypeOfName(const std::string& name);
 
 // Groups of the function list; the order is shown to users by the property page.
 enum TVXParsFunctionType : std::uint8_t {
@@ -93,6 +103,11 @@ struct TVXParsDouble {
   static TVXParsDouble FromVector(TVXVect vector);
   static TVXParsDouble FromString(std::string text);
 };
+
+// Copies a value's kind and the field that kind uses (vector, string, matrix, else the number)
+// into destination, reusing its storage; the other fields and the jump flag stay as they were.
+// Nothing is shared afterwards, so the copy may cross to another thread.
+void CopyParsDouble(const TVXParsDouble& source, TVXParsDouble& destination);
 
 // The not-a-number value whose 64 bits are all set: the value of a constant without a value
 // and of an empty expression.

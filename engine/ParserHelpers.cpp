@@ -1,12 +1,7 @@
 #include "engine/ParserHelpers.h"
 
-#include <strings.h>
-
 #include <cstdlib>
 #include <cstring>
-
-#include "engine/Messages.h"
-#include "engine/ParserClasses.h"
 
 namespace loom {
 
@@ -108,33 +103,6 @@ int TVXParsStrCollection::AddString(const char* text) {
   int index = Add(copy);
   if (Count() == before) std::free(copy);
   return index;
-}
-
-void TVXParsExprCollection::Check() const {
-  int depth = 0;
-  for (int i = 0; i < Count(); ++i) {
-    TVXPArsVarType kind = Word(i)->GeTVXPArsVarType();
-    if (kind == vtLeftBracket) ++depth;
-    if (kind == vtRightBracket) --depth;
-  }
-  if (depth != 0) throw EVXParserException(rsUnbalancedBrackets);
-}
-
-TVXParsExpressList::~TVXParsExpressList() { FreeAll(); }
-
-void TVXParsExpressList::FreeItem(void* item) { delete static_cast<TVXParsExprWord*>(item); }
-
-int TVXParsExpressList::Compare(const void* key1, const void* key2) const {
-  return strcasecmp(static_cast<const char*>(key1), static_cast<const char*>(key2));
-}
-
-const void* TVXParsExpressList::KeyOf(void* item) const {
-  return static_cast<TVXParsExprWord*>(item)->Name.c_str();
-}
-
-TVXParsExprWord* TVXParsExpressList::Find(const char* name) const {
-  int index;
-  return Search(name, index) ? Word(index) : nullptr;
 }
 
 }  // namespace loom

@@ -1,6 +1,7 @@
 // The list containers of the formula engine: growable arrays of item pointers with an
 // ownership policy and, for the sorted kinds, a key, a comparison and a binary search.
-// The word list of an evaluator and the token list of a formula are built on them.
+// The word list of an evaluator and the token list of a formula (engine/WordLists.h) are built
+// on them.
 #pragma once
 
 #include <cstddef>
@@ -85,30 +86,6 @@ class TVXParsStrCollection : public TVXParsSortedCollection {
   int Compare(const void* key1, const void* key2) const override;
   // Copies text onto the C heap and adds the copy; the copy is released when not inserted.
   int AddString(const char* text);
-};
-
-class TVXParsExprWord;
-
-// A token list: words in formula order, owned by the evaluator's word list.
-class TVXParsExprCollection : public TVXParsNoOwnerCollection {
- public:
-  using TVXParsNoOwnerCollection::TVXParsNoOwnerCollection;
-  TVXParsExprWord* Word(int index) const { return static_cast<TVXParsExprWord*>(At(index)); }
-  // Bracket balance: the sum of +1 per "(" and -1 per ")" must come to zero.
-  void Check() const;
-};
-
-// The word list of an evaluator: sorted by name without regard to letter case, owning its words.
-class TVXParsExpressList : public TVXParsSortedCollection {
- public:
-  using TVXParsSortedCollection::TVXParsSortedCollection;
-  ~TVXParsExpressList() override;
-  void FreeItem(void* item) override;
-  int Compare(const void* key1, const void* key2) const override;
-  const void* KeyOf(void* item) const override;
-  TVXParsExprWord* Word(int index) const { return static_cast<TVXParsExprWord*>(At(index)); }
-  // The word of that name (any letter case), or null.
-  TVXParsExprWord* Find(const char* name) const;
 };
 
 }  // namespace loom

@@ -1,28 +1,14 @@
 // Jump pairing and the section runner: how a list of expressions with If/Else/EndIF,
 // While/Wend and Repeat/Until runs as one section.
-#include <new>
-#include <stdexcept>
-#include <vector>
+#include "engine/Sections.h"
 
-#include "engine/Evaluator.h"
+#include <stdexcept>
+
 #include "engine/Messages.h"
 
 namespace loom {
 
 namespace {
-
-const char* CommandName(TVXParsJumpType type) {
-  switch (type) {
-    case jtIf: return "If";
-    case jtElse: return "Else";
-    case jtEndIF: return "EndIf";
-    case jtWhile: return "While";
-    case jtWend: return "Wend";
-    case jtRepeat: return "Repeat";
-    case jtUntil: return "Until";
-    default: return "";
-  }
-}
 
 // The command that closes a block opened (or continued) by type.
 TVXParsJumpType CloserOf(TVXParsJumpType type) {
@@ -37,7 +23,7 @@ TVXParsJumpType CloserOf(TVXParsJumpType type) {
 
 [[noreturn]] void InvalidCommand(TVXParsJumpType met, TVXParsJumpType open) {
   throw EVXParserException(
-      FormatMessage(rsInvalidLoopCommand, {CommandName(met), CommandName(CloserOf(open))}));
+      FormatMessage(rsInvalidLoopCommand, {JumpCommandName(met), JumpCommandName(CloserOf(open))}));
 }
 
 }  // namespace
@@ -99,7 +85,7 @@ TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first, i
 
 TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJumpTable& jumps,
                              int first, int end, TVXParsDouble& result,
-                             const TVXSectionHooks& hooks) {
+                             TVXSectionObserver* observer) {
   TVXSectionOutcome outcome;
   result.Value = 0;
   result.JumpFlag = false;
@@ -113,8 +99,7 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
   };
   int i = first;
   while (i < end) {
-    if (evaluator.StopRequested() ||
-        (hooks.BeforeExpression && !hooks.BeforeExpression(hooks.Context, i))) {
+    if (evaluator.StopRequested() || (observer && !observer->BeforeExpression(i))) {
       outcome.Completed = false;
       outcome.Aborted = true;
       return finish();
@@ -127,10 +112,9 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
       outcome.ErrorMessage = error.what();
       return finish();
     }
-    if (hooks.AfterExpression) hooks.AfterExpression(hooks.Context, i, *last);
-    const bool stopping = hooks.StopRecursion && hooks.StopRecursion->load();
-    if (last->JumpFlag && !stopping && i >= 0 && i < static_cast<int>(jumps.size()) &&
-        jumps[static_cast<std::size_t>(i)] >= 0)
+    if (observer) observer->AfterExpression(i, *last);
+    if (last->JumpFlag && i >= 0 && i < static_cast<int>(jumps.size()) &&
+        jumps[static_cast<std::size_t>(i)] >= 0 && !(observer && observer->StopRecursion()))
       i = jumps[static_cast<std::size_t>(i)] - 1;
     ++i;
   }

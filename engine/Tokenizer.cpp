@@ -129,13 +129,16 @@ bool HexToDecimalText(const std::string& token, std::string& decimal) {
 
 }  // namespace
 
-void TVXExpressionEvaluatorBase::ParseString(const std::string& text,
+void TVXExpressionEvaluatorBase::ParseString(TVXCompileState& state,
                                              TVXParsExprCollection& tokens) {
+  const std::string& text = state.Text;
   // An empty text becomes the end marker alone; scanning stops at the first token that begins
   // with a backslash, so a formula cannot use it as an operator.
   const std::string source = text.empty() ? std::string("\\") : text;
   Scanner scanner(source, decimalSeparator_, listSeparator_);
-  auto fail = [this](const char* message, const std::string& detail) { Fail(message, detail); };
+  auto fail = [&state](const char* message, const std::string& detail) {
+    state.Fail(message, detail);
+  };
   for (;;) {
     Token token = scanner.Next(fail);
     if (token.kind == TokenKind::kEnd || token.text.front() == '\\') break;
@@ -152,25 +155,25 @@ void TVXExpressionEvaluatorBase::ParseString(const std::string& text,
         break;
       case TokenKind::kHex: {
         std::string decimal;
-        if (!HexToDecimalText(token.text, decimal)) Fail(rsInvalidNumber, token.text);
+        if (!HexToDecimalText(token.text, decimal)) state.Fail(rsInvalidNumber, token.text);
         auto constant = std::make_unique<TVXParsDoubleConstant>(decimal, 0.0, "", "");
         constant->Value.Value = static_cast<double>(std::stoull(decimal));
         word = constant.get();
-        compiling_->Constants.push_back(std::move(constant));
+        state.Expression.Constants.push_back(std::move(constant));
         break;
       }
       case TokenKind::kNumber: {
         double value;
-        if (!TryStrToFloat(token.text, decimalSeparator_, value)) Fail(rsInvalidNumber, token.text);
+        if (!TryStrToFloat(token.text, decimalSeparator_, value)) state.Fail(rsInvalidNumber, token.text);
         auto constant = std::make_unique<TVXParsDoubleConstant>(token.text, value, "", "");
         word = constant.get();
-        compiling_->Constants.push_back(std::move(constant));
+        state.Expression.Constants.push_back(std::move(constant));
         break;
       }
       case TokenKind::kString: {
         auto constant = std::make_unique<TVXParsDoubleConstant>(token.text, token.text, "", "", true);
         word = constant.get();
-        compiling_->Constants.push_back(std::move(constant));
+        state.Expression.Constants.push_back(std::move(constant));
         break;
       }
       case TokenKind::kEnd:

@@ -13,12 +13,13 @@ namespace loom {
 
 class TVXTreeBuilder {
  public:
-  TVXTreeBuilder(TVXExpressionEvaluatorBase& evaluator, const TVXParsExprCollection& tokens)
-      : ev_(evaluator), tokens_(tokens) {}
+  TVXTreeBuilder(TVXExpressionEvaluatorBase& evaluator, TVXCompileState& state,
+                 const TVXParsExprCollection& tokens)
+      : ev_(evaluator), state_(state), tokens_(tokens) {}
 
   TVXParsExpressionRec* Build() {
     TVXParsExpressionRec* root = ParseExpression(INT_MAX, nullptr);
-    if (pos_ < tokens_.Count()) ev_.Fail(rsSyntaxError, Peek()->Name);
+    if (pos_ < tokens_.Count()) state_.Fail(rsSyntaxError, Peek()->Name);
     return root;
   }
 
@@ -37,7 +38,7 @@ class TVXTreeBuilder {
   // Guards the recursion of brackets, calls and prefix operators against stack exhaustion.
   struct DepthGuard {
     explicit DepthGuard(TVXTreeBuilder& builder) : b(builder) {
-      if (++b.depth_ > kMaxNestingDepth) b.ev_.Fail(rsNestedTooDeeply, std::to_string(kMaxNestingDepth));
+      if (++b.depth_ > kMaxNestingDepth) b.state_.Fail(rsNestedTooDeeply, std::to_string(kMaxNestingDepth));
     }
     ~DepthGuard() { --b.depth_; }
     TVXTreeBuilder& b;
@@ -51,14 +52,14 @@ class TVXTreeBuilder {
     int height = 1;
     while (TVXParsExprWord* word = Peek()) {
       if (IsTerminator(word)) break;
-      if (!word->GetIsOper()) ev_.Fail(rsSyntaxError, word->Name);
+      if (!word->GetIsOper()) state_.Fail(rsSyntaxError, word->Name);
       const int precedence = PrecedenceOf(word);
       if (precedence >= limit) break;
       ++pos_;
       // Chains of operators deepen the tree without deepening this loop; the later tree walks
       // recurse over that depth, so it is bounded as well.
-      if (++height > kMaxChainLength) ev_.Fail(rsChainTooLong, std::to_string(kMaxChainLength));
-      TVXParsExpressionRec* node = ev_.MakeRec(word);
+      if (++height > kMaxChainLength) state_.Fail(rsChainTooLong, std::to_string(kMaxChainLength));
+      TVXParsExpressionRec* node = ev_.MakeRec(state_, word);
       node->ArgRecs.push_back(left);
       if (word->GetNFunctionArg() >= 2) {
         node->ArgRecs.push_back(ParseExpression(precedence, word));
@@ -72,15 +73,15 @@ class TVXTreeBuilder {
   TVXParsExpressionRec* ParseOperand(const TVXParsExprWord* owner) {
     TVXParsExprWord* word = Peek();
     if (!word || IsTerminator(word)) {
-      if (owner) ev_.Fail(rsCannotFindOperand, owner->Name);
+      if (owner) state_.Fail(rsCannotFindOperand, owner->Name);
       if (!word) return nullptr;
-      ev_.Fail(rsSyntaxError, word->Name);
+      state_.Fail(rsSyntaxError, word->Name);
     }
     if (word->GetIsOper()) {
       // A one-argument operator where an operand is expected applies to what follows.
-      if (word->GetNFunctionArg() != 1) ev_.Fail(rsCannotFindOperand, word->Name);
+      if (word->GetNFunctionArg() != 1) state_.Fail(rsCannotFindOperand, word->Name);
       ++pos_;
-      TVXParsExpressionRec* node = ev_.MakeRec(word);
+      TVXParsExpressionRec* node = ev_.MakeRec(state_, word);
       node->ArgRecs.push_back(ParseExpression(PrecedenceOf(word), word));
       return node;
     }
@@ -93,7 +94,7 @@ class TVXTreeBuilder {
       }
       case vtVectorLeftBracket: {
         ++pos_;
-        TVXParsExpressionRec* node = ev_.MakeRec(word);
+        TVXParsExpressionRec* node = ev_.MakeRec(state_, word);
         ParseArguments(node, vtVectorRightBracket);
         return node;
       }
@@ -101,12 +102,12 @@ class TVXTreeBuilder {
         break;
     }
     ++pos_;
-    TVXParsExpressionRec* node = ev_.MakeRec(word);
+    TVXParsExpressionRec* node = ev_.MakeRec(state_, word);
     if (dynamic_cast<TVXParsFunction*>(word) && Peek() &&
         Peek()->GeTVXPArsVarType() == vtLeftBracket) {
       ++pos_;
       ParseArguments(node, vtRightBracket);
-      ev_.CheckWrittenArguments(node);
+      ev_.CheckWrittenArguments(state_, node);
     }
     return node;
   }
@@ -123,12 +124,12 @@ class TVXTreeBuilder {
     for (;;) {
       TVXParsExprWord* word = Peek();
       if (word && (word->GeTVXPArsVarType() == vtComma || word->GeTVXPArsVarType() == closer))
-        node->ArgRecs.push_back(ev_.MakeRec(nullptr));
+        node->ArgRecs.push_back(ev_.MakeRec(state_, nullptr));
       else
         node->ArgRecs.push_back(ParseExpression(INT_MAX, function));
       if (!function->GetDynamicArgs() &&
           static_cast<int>(node->ArgRecs.size()) > function->GetNFunctionArg())
-        ev_.Fail(rsTooManyArguments, function->Name);
+        state_.Fail(rsTooManyArguments, function->Name);
       word = Peek();
       if (!word) throw EVXParserException(rsUnbalancedBrackets);
       if (word->GeTVXPArsVarType() == vtComma) {
@@ -139,14 +140,14 @@ class TVXTreeBuilder {
         ++pos_;
         return;
       }
-      ev_.Fail(rsSyntaxError, word->Name);
+      state_.Fail(rsSyntaxError, word->Name);
     }
   }
 
   void Expect(TVXPArsVarType kind) {
     TVXParsExprWord* word = Peek();
     if (!word) throw EVXParserException(rsUnbalancedBrackets);
-    if (word->GeTVXPArsVarType() != kind) ev_.Fail(rsSyntaxError, word->Name);
+    if (word->GeTVXPArsVarType() != kind) state_.Fail(rsSyntaxError, word->Name);
     ++pos_;
   }
 
@@ -157,43 +158,47 @@ class TVXTreeBuilder {
     const TVXParsExprWord* word = target ? target->Word : nullptr;
     const bool isVariable = dynamic_cast<const TVXParsGeneratedVariable*>(word) ||
                             dynamic_cast<const TVXParsDoubleVariable*>(word);
-    if (!isVariable) ev_.Fail(rsNotAssignable, word ? word->Name : std::string());
+    if (!isVariable) state_.Fail(rsNotAssignable, word ? word->Name : std::string());
   }
 
   TVXExpressionEvaluatorBase& ev_;
+  TVXCompileState& state_;
   const TVXParsExprCollection& tokens_;
   int pos_ = 0;
   int depth_ = 0;
 };
 
-TVXParsExpressionRec* TVXExpressionEvaluatorBase::MakeRec(TVXParsExprWord* word) {
+TVXParsExpressionRec* TVXExpressionEvaluatorBase::MakeRec(TVXCompileState& state,
+                                                          TVXParsExprWord* word) {
   auto rec = std::make_unique<TVXParsExpressionRec>();
   rec->Word = word;
   rec->Func = word ? word->Func : nullptr;
   rec->Owner = this;
   if (word && word->AsPointer() && word->GetIsVariable()) rec->ArgData.push_back(word->AsPointer());
-  compiling_->Records.push_back(std::move(rec));
-  return compiling_->Records.back().get();
+  state.Expression.Records.push_back(std::move(rec));
+  return state.Expression.Records.back().get();
 }
 
 // A function that writes into an argument must not be given a constant there: the write would
 // change the constant for every formula (Ramp(pi, 0, 1, 3)) or make a literal grow with every
 // evaluation (VectorAppend([1], x)). Checked on the tree as written and again after folding,
 // which turns constant arguments such as [1] into constants.
-void TVXExpressionEvaluatorBase::CheckWrittenArguments(const TVXParsExpressionRec* node) const {
+void TVXExpressionEvaluatorBase::CheckWrittenArguments(const TVXCompileState& state,
+                                                       const TVXParsExpressionRec* node) const {
   const auto* function = dynamic_cast<const TVXParsFunction*>(node->Word);
   if (!function || function->WrittenArgs == 0) return;
   for (std::size_t i = 0; i < node->ArgRecs.size() && i < 32; ++i) {
     if (!(function->WrittenArgs & (std::uint32_t{1} << i))) continue;
     const TVXParsExprWord* word = node->ArgRecs[i] ? node->ArgRecs[i]->Word : nullptr;
     const bool constant = word && word->GetIsVariable() && !word->GetCanVary();
-    if (constant) Fail(rsArgumentNotWritable, std::to_string(i + 1), function->Name);
+    if (constant) state.Fail(rsArgumentNotWritable, std::to_string(i + 1), function->Name);
   }
 }
 
-TVXParsExpressionRec* TVXExpressionEvaluatorBase::MakeTree(const TVXParsExprCollection& tokens) {
-  if (tokens.Count() == 0) return MakeRec(nullptr);
-  TVXTreeBuilder builder(*this, tokens);
+TVXParsExpressionRec* TVXExpressionEvaluatorBase::MakeTree(TVXCompileState& state,
+                                                           const TVXParsExprCollection& tokens) {
+  if (tokens.Count() == 0) return MakeRec(state, nullptr);
+  TVXTreeBuilder builder(*this, state, tokens);
   return builder.Build();
 }
 

@@ -7,12 +7,20 @@
 #include <string>
 
 #include "FuzzSupport.h"
+#include "engine/Sections.h"
 
 namespace {
 
 constexpr int kMaxSteps = 20000;
 
-bool CountStep(void* context, int) { return ++*static_cast<int*>(context) <= kMaxSteps; }
+// Ends the run after kMaxSteps expressions.
+class TStepLimit : public loom::TVXSectionObserver {
+ public:
+  bool BeforeExpression(int) override { return ++steps_ <= kMaxSteps; }
+
+ private:
+  int steps_ = 0;
+};
 
 }  // namespace
 
@@ -29,12 +37,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         evaluator->AddExpression(line);
     }
     const loom::TVXJumpTable jumps = loom::PairJumps(*evaluator);
-    int steps = 0;
-    loom::TVXSectionHooks hooks;
-    hooks.BeforeExpression = &CountStep;
-    hooks.Context = &steps;
+    TStepLimit limit;
     loom::TVXParsDouble result;
-    (void)loom::RunSection(*evaluator, jumps, 0, evaluator->GetExpressionCount(), result, hooks);
+    (void)loom::RunSection(*evaluator, jumps, 0, evaluator->GetExpressionCount(), result, &limit);
   } catch (const loom::EVXParserException&) {
   }
   return 0;

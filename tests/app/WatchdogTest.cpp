@@ -1,7 +1,7 @@
 // The --timeout watchdog: it stops a running section once, and only when the time is up.
 #include <gtest/gtest.h>
 
-#include "app/Script.h"
+#include "engine/Script.h"
 #include "app/Watchdog.h"
 #include "functions/Registry.h"
 

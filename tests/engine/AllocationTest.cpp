@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "functions/Registry.h"
+#include "engine/Sections.h"
 #include "tests/engine/TestSupport.h"
 
 namespace {

@@ -332,5 +332,21 @@ TEST(WordOperations, JumpTypeOfEachCommand) {
     EXPECT_EQ(evaluator.GetJumpType(evaluator.AddExpression(row.formula)), row.type) << row.formula;
 }
 
+// Compiled lists point at the words they read; replacing a word must not free it under them.
+TEST(WordOperations, ReplacedWordsLiveAsLongAsTheExpressionsThatReadThem) {
+  TVXExpressionEvaluator evaluator;
+  Evaluated(evaluator, "x := 1");
+  const int sum = evaluator.AddExpression("x + 1");
+  const int test = evaluator.AddExpression("x > 0");
+  TVXParsDouble storage = TVXParsDouble::Number(7);
+  evaluator.ReplaceFunction("x", std::make_unique<TVXParsDoubleVariable>("x", &storage, "", ""));
+  EXPECT_EQ(evaluator.GetResults(sum).Value, 2.0);  // still the replaced word's value
+  EXPECT_TRUE(evaluator.GetAsBoolean(test));
+  EXPECT_TRUE(evaluator.isBoolean());
+  EXPECT_EQ(Number(evaluator, "x + 1"), 8.0);  // new formulas read the new word
+  evaluator.ClearExpressions();
+  EXPECT_EQ(Number(evaluator, "x * 2"), 14.0);
+}
+
 }  // namespace
 }  // namespace loom

@@ -8,6 +8,7 @@
 #include "engine/Messages.h"
 #include "engine/ParserClasses.h"
 #include "engine/ParserHelpers.h"
+#include "engine/WordLists.h"
 
 namespace loom {
 namespace {

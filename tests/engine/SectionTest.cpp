@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "functions/Registry.h"
+#include "engine/Sections.h"
 #include "tests/engine/TestSupport.h"
 
 namespace loom {
@@ -177,8 +178,8 @@ struct Script {
     AddScript(evaluator, lines);
     jumps = PairJumps(evaluator);
   }
-  TVXSectionOutcome Run(const TVXSectionHooks& hooks = {}) {
-    return RunSection(evaluator, jumps, 0, evaluator.GetExpressionCount(), result, hooks);
+  TVXSectionOutcome Run(TVXSectionObserver* observer = nullptr) {
+    return RunSection(evaluator, jumps, 0, evaluator.GetExpressionCount(), result, observer);
   }
   double Var(const char* name) { return VariableValue(evaluator, name); }
 
@@ -187,10 +188,18 @@ struct Script {
   TVXParsDouble result;
 };
 
-// Records the index of every expression evaluated.
-void Trace(void* context, int index, const TVXParsDouble&) {
-  static_cast<std::vector<int>*>(context)->push_back(index);
-}
+// Records the indexes asked about and evaluated; stops before stopAt; reports stopping.
+struct TRecordingObserver : TVXSectionObserver {
+  bool BeforeExpression(int index) override {
+    asked.push_back(index);
+    return index != stopAt;
+  }
+  void AfterExpression(int index, const TVXParsDouble&) override { trace.push_back(index); }
+  bool StopRecursion() override { return stopping; }
+  std::vector<int> asked, trace;
+  int stopAt = -1;
+  bool stopping = false;
+};
 
 TEST(RunSection, IfElseTakesOneBranch) {
   struct Row {
@@ -202,11 +211,9 @@ TEST(RunSection, IfElseTakesOneBranch) {
   for (const Row& row : rows) {
     Script script(
         {"x := " + std::to_string(row.x), "If(x > 3)", "r := 1", "Else", "r := 2", "EndIf", "r"});
-    std::vector<int> trace;
-    TVXSectionHooks hooks;
-    hooks.AfterExpression = &Trace;
-    hooks.Context = &trace;
-    const TVXSectionOutcome outcome = script.Run(hooks);
+    TRecordingObserver observer;
+    const TVXSectionOutcome outcome = script.Run(&observer);
+    const std::vector<int>& trace = observer.trace;
     EXPECT_TRUE(outcome.Completed);
     EXPECT_FALSE(outcome.Aborted);
     EXPECT_EQ(outcome.FailedIndex, -1);
@@ -313,21 +320,20 @@ TEST(RunSection, JumpBeyondTheEndEndsTheSection) {
 }
 
 TEST(RunSection, StopRecursionSuppressesJumps) {
-  std::atomic<bool> stopping{true};
-  TVXSectionHooks hooks;
-  hooks.StopRecursion = &stopping;
+  TRecordingObserver hooks;
+  hooks.stopping = true;
 
   Script skipped({"r := 0", "If(0)", "r := 1", "EndIf", "r"});
-  skipped.Run(hooks);
+  skipped.Run(&hooks);
   EXPECT_EQ(skipped.result.Value, 1.0);
 
   Script loop({"n := 0", "While(1)", "n := n + 1", "Wend", "n"});
-  EXPECT_TRUE(loop.Run(hooks).Completed);
+  EXPECT_TRUE(loop.Run(&hooks).Completed);
   EXPECT_EQ(loop.result.Value, 1.0);
 
-  stopping = false;
+  hooks.stopping = false;
   Script taken({"r := 0", "If(0)", "r := 1", "EndIf", "r"});
-  taken.Run(hooks);
+  taken.Run(&hooks);
   EXPECT_EQ(taken.result.Value, 0.0);
 }
 
@@ -342,18 +348,12 @@ TEST(RunSection, ExceptionEndsTheSection) {
   EXPECT_EQ(script.Var("after"), 0.0);
 }
 
-bool StopAtTwo(void* context, int index) {
-  static_cast<std::vector<int>*>(context)->push_back(index);
-  return index != 2;
-}
-
 TEST(RunSection, BeforeExpressionHookCanAbort) {
   Script script({"a := 1", "b := 1", "c := 1", "d := 1"});
-  std::vector<int> asked;
-  TVXSectionHooks hooks;
-  hooks.BeforeExpression = &StopAtTwo;
-  hooks.Context = &asked;
-  const TVXSectionOutcome outcome = script.Run(hooks);
+  TRecordingObserver observer;
+  observer.stopAt = 2;
+  const TVXSectionOutcome outcome = script.Run(&observer);
+  const std::vector<int>& asked = observer.asked;
   EXPECT_FALSE(outcome.Completed);
   EXPECT_TRUE(outcome.Aborted);
   EXPECT_EQ(outcome.FailedIndex, -1);

@@ -1,4 +1,4 @@
-#include "app/Script.h"
+#include "engine/Script.h"
 
 namespace loom {
 
@@ -54,21 +54,23 @@ TCompiledScript CompileScript(TVXExpressionEvaluatorBase& evaluator,
 
 namespace {
 
-void TraceHook(void* context, int index, const TVXParsDouble& result) {
-  (*static_cast<const TTraceCallback*>(context))(index, result);
-}
+// Hands every evaluated expression to the trace callback.
+class TTraceObserver : public TVXSectionObserver {
+ public:
+  explicit TTraceObserver(const TTraceCallback& trace) : trace_(trace) {}
+  void AfterExpression(int index, const TVXParsDouble& result) override { trace_(index, result); }
+
+ private:
+  const TTraceCallback& trace_;
+};
 
 }  // namespace
 
 TVXSectionOutcome RunScript(TVXExpressionEvaluatorBase& evaluator, const TCompiledScript& script,
                             TVXParsDouble& result, const TTraceCallback& trace) {
-  TVXSectionHooks hooks;
-  if (trace) {
-    hooks.AfterExpression = &TraceHook;
-    hooks.Context = const_cast<TTraceCallback*>(&trace);
-  }
-  TVXSectionOutcome outcome =
-      RunSection(evaluator, script.Jumps, script.First, script.End, result, hooks);
+  TTraceObserver observer(trace);
+  TVXSectionOutcome outcome = RunSection(evaluator, script.Jumps, script.First, script.End, result,
+                                         trace ? &observer : nullptr);
   if (outcome.FailedIndex >= 0) {
     throw EScriptError(script.LineOf(outcome.FailedIndex), outcome.ErrorMessage);
   }

@@ -1,7 +1,7 @@
 // Scripts: line splitting, compiling with line numbers, and one run as a section.
 #include <gtest/gtest.h>
 
-#include "app/Script.h"
+#include "engine/Script.h"
 #include "functions/Registry.h"
 
 namespace loom {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/Evaluator.h"
+#include "engine/Sections.h"
 
 namespace loom {
 

@@ -1,0 +1,50 @@
+// Sections: a run of expressions of one evaluator that executes as one program, with the jump
+// commands (If/Else/EndIf, While/Wend, Repeat/Until) moving the expression index.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/Evaluator.h"
+
+namespace loom {
+
+// The pairing of jump commands: for each expression index, where execution continues when
+// that expression's result carries the jump flag (-1 for expressions that never jump).
+using TVXJumpTable = std::vector<int>;
+
+// Pairs If/Else/EndIF, While/Wend and Repeat/Until over expressions first .. end-1 of the
+// evaluator (the whole list by default). Throws "Invalid loop command" for a wrong partner and
+// "Loops or jumps are not matched" for a command left without one.
+TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first = 0, int end = -1);
+
+// What a section run reports: whether it ran to its end, and where and why it stopped.
+struct TVXSectionOutcome {
+  bool Completed = true;
+  bool Aborted = false;      // a stop request ended it between two expressions
+  int FailedIndex = -1;      // the expression that raised, or -1
+  std::string ErrorMessage;  // that expression's error message
+};
+
+// What the section runner tells its caller and asks of it. The defaults let a section run as
+// it is, so an observer overrides only what it needs.
+class TVXSectionObserver {
+ public:
+  virtual ~TVXSectionObserver() = default;
+  // Asked before each expression; false ends the section as aborted.
+  virtual bool BeforeExpression(int /*index*/) { return true; }
+  // Told after each expression with its result.
+  virtual void AfterExpression(int /*index*/, const TVXParsDouble& /*result*/) {}
+  // While true, no jump is taken (the host is stopping).
+  virtual bool StopRecursion() { return false; }
+};
+
+// Runs expressions first .. end-1 as one section, following jumps: the result's number and
+// jump flag are cleared first, each expression's result then overwrites it. An exception ends
+// the section and is reported in the outcome; a stop request is honoured between expressions.
+// A jump may lead before first; only end bounds the run.
+TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJumpTable& jumps,
+                             int first, int end, TVXParsDouble& result,
+                             TVXSectionObserver* observer = nullptr);
+
+}  // namespace loom
