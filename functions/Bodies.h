@@ -217,10 +217,6 @@ void _VXParsUpdateInputData(TVXParsExpressionRec* rec);
 void _VXParsTic(TVXParsExpressionRec* rec);
 void _VXParsToc(TVXParsExpressionRec* rec);
 
-// What the fast path of arithmetic formulas computes for a body; kNone for all but the pure
-// arithmetic ones.
-TVXParsKernel KernelOf(TVXParsProc body);
-
 // Closes every file that formulas left open.
 void _closeallfiles();
 

@@ -9,23 +9,15 @@
 #include <cmath>
 #include <cstdint>
 #include <mutex>
-#include <numbers>
 #include <random>
 
 #include "functions/Bodies.h"
 #include "functions/BodyHelpers.h"
+#include "functions/Elements.h"
 
 namespace loom {
 
 namespace {
-
-// The comparisons' tolerance: it makes >= and <= slightly generous and = and <> an almost exact
-// comparison. Intended as it stands.
-constexpr long double kCompareTolerance = 1e-30L;
-
-inline double BoolToNumber(bool truth) {
-  return truth ? 1.0 : 0.0;
-}
 
 // n! as the product 2 * 3 * ... * n in long double; n <= 1 gives 1. The product stops growing
 // once it is infinite, so a huge n costs at most a couple of thousand multiplications.
@@ -34,19 +26,6 @@ double Factorial(std::int64_t n) {
   for (std::int64_t k = 2; k <= n && !std::isinf(product); ++k)
     product *= static_cast<long double>(k);
   return static_cast<double>(product);
-}
-
-// x^n by repeated squaring; a negative n gives 1 / x^|n|.
-double IntPower(double x, std::int64_t n) {
-  std::uint64_t e = n < 0 ? 0 - static_cast<std::uint64_t>(n) : static_cast<std::uint64_t>(n);
-  long double base = x;
-  long double product = 1.0L;
-  while (e != 0) {
-    if (e & 1) product *= base;
-    e >>= 1;
-    if (e != 0) base *= base;
-  }
-  return static_cast<double>(n < 0 ? 1.0L / product : product);
 }
 
 // Quotient and remainder of the rounded operands, truncating toward zero. The one quotient that
@@ -83,25 +62,6 @@ inline double WrapToInt32(double integral) {
   return static_cast<double>(static_cast<std::int32_t>(IntegralToInt64(integral)));
 }
 
-// Copies a value's kind and the field that kind uses.
-void CopyValue(const TVXParsDouble& source, TVXParsDouble& target) {
-  target.VarType = source.VarType;
-  switch (source.VarType) {
-    case vtVector:
-      target.Vector = source.Vector;
-      break;
-    case vtString:
-      target.StrValue = source.StrValue;
-      break;
-    case vtMatrix:
-      target.Matrix = source.Matrix;
-      break;
-    default:
-      target.Value = source.Value;
-      break;
-  }
-}
-
 // Appends a value's display text; strings are appended in place, without a temporary.
 void AppendText(std::string& text, const TVXParsDouble& value, char decimalSeparator) {
   if (value.VarType == vtString)
@@ -121,55 +81,6 @@ SharedGenerator& Generator() {
   static SharedGenerator generator;
   return generator;
 }
-
-
-// The element operations of the arithmetic words. The bodies apply them through the
-// broadcasting and element rules; the fast path of arithmetic formulas applies the very same
-// functions, so both paths compute the same results.
-namespace element {
-double Percent(double x) { return x * 0.01; }
-double Negate(double x) { return -x; }
-double Power(double x, double y) { return std::pow(x, y); }
-double IntegerPower(double x, double n) { return IntPower(x, RoundToInt64(n)); }
-double Greater(double a, double b) { return BoolToNumber(a > b); }
-double GreaterEqual(double a, double b) {
-  return BoolToNumber(static_cast<long double>(a) + kCompareTolerance >= b);
-}
-double LessEqual(double a, double b) {
-  return BoolToNumber(static_cast<long double>(b) + kCompareTolerance >= a);
-}
-double Less(double a, double b) { return BoolToNumber(a < b); }
-double Equal(double a, double b) {
-  return BoolToNumber(std::fabs(static_cast<long double>(a) - b) < kCompareTolerance);
-}
-double NotEqual(double a, double b) {
-  return BoolToNumber(std::fabs(static_cast<long double>(a) - b) > kCompareTolerance);
-}
-double Sqrt(double x) { return std::sqrt(x); }
-double Abs(double x) { return std::fabs(x); }
-double Round(double x) { return std::nearbyint(x); }
-double Trunc(double x) { return std::trunc(x); }
-double Max(double a, double b) { return a > b ? a : b; }
-double Min(double a, double b) { return a < b ? a : b; }
-double Frac(double x) { return x - std::trunc(x); }
-double Sqr(double x) { return x * x; }
-double Sin(double x) { return std::sin(x); }
-double Cos(double x) { return std::cos(x); }
-double Tan(double x) { return std::tan(x); }
-double Arcsin(double x) { return std::asin(x); }
-double Arccos(double x) { return std::acos(x); }
-double DegToRad(double x) { return x * std::numbers::pi / 180.0; }
-double RadToDeg(double x) { return x * 180.0 / std::numbers::pi; }
-double Exp(double x) { return std::exp(x); }
-double Ln(double x) { return std::log(x); }
-double Log10(double x) { return std::log10(x); }
-double Sinh(double x) { return std::sinh(x); }
-double Cosh(double x) { return std::cosh(x); }
-double Tanh(double x) { return std::tanh(x); }
-double Arcsinh(double x) { return std::asinh(x); }
-double Arccosh(double x) { return std::acosh(x); }
-double Arctanh(double x) { return std::atanh(x); }
-}  // namespace element
 
 }  // namespace
 
@@ -560,66 +471,7 @@ void _VXParsNow(TVXParsExpressionRec* rec) {
 // Only the low byte of the rounded condition decides, deliberately: 256 counts as false.
 void _VXParsCondEval(TVXParsExpressionRec* rec) {
   const bool condition = (RoundToInt64(rec->Arg(0).Value) & 0xFF) != 0;
-  CopyValue(rec->Arg(condition ? 1 : 2), rec->Result);
-}
-
-}  // namespace loom
-
-namespace loom {
-
-TVXParsKernel KernelOf(TVXParsProc body) {
-  using enum TVXKernelOp;
-  struct Binding {
-    TVXParsProc body;
-    TVXParsKernel kernel;
-  };
-  // clang-format off
-  static const Binding kBindings[] = {
-    {_VXParsAdd,          {kAdd}},
-    {_VXParsSubtract,     {kSubtract}},
-    {_VXParsMultiply,     {kMultiply}},
-    {_VXParsDivide,       {kDivide}},
-    {_VXParsUnaryMinus,   {kUnary, element::Negate}},
-    {_VXParsUnaryPlus,    {kCopy}},
-    {_VXParsPercent,      {kUnary, element::Percent}},
-    {_VXParsPower,        {kScalarRight, nullptr, element::Power}},
-    {_VXParsIntPower,     {kScalarRight, nullptr, element::IntegerPower, /*MayThrow=*/true}},
-    {_VXParsGreater,      {kCompare, nullptr, element::Greater}},
-    {_VXParsGreaterEqual, {kCompare, nullptr, element::GreaterEqual}},
-    {_VXParsLessEqual,    {kCompare, nullptr, element::LessEqual}},
-    {_VXParsLess,         {kCompare, nullptr, element::Less}},
-    {_VXParsEqual,        {kCompare, nullptr, element::Equal}},
-    {_VXParsNotEqual,     {kCompare, nullptr, element::NotEqual}},
-    {_VXParsAssign,       {kAssign}},
-    {_VXParsSqrt,         {kUnary, element::Sqrt}},
-    {_VXParsAbs,          {kUnary, element::Abs}},
-    {_VXParsRound,        {kUnary, element::Round}},
-    {_VXParsTrunc,        {kUnary, element::Trunc}},
-    {_VXParsMax,          {kBinary, nullptr, element::Max}},
-    {_VXParsMin,          {kBinary, nullptr, element::Min}},
-    {_VXParsFrac,         {kUnary, element::Frac}},
-    {_VXParsSqr,          {kUnary, element::Sqr}},
-    {_VXParsSin,          {kUnary, element::Sin}},
-    {_VXParsCos,          {kUnary, element::Cos}},
-    {_VXParsTan,          {kUnary, element::Tan}},
-    {_VXParsArcsin,       {kUnary, element::Arcsin}},
-    {_VXParsArccos,       {kUnary, element::Arccos}},
-    {_VXParsDegtorad,     {kUnary, element::DegToRad}},
-    {_VXParsRadtodeg,     {kUnary, element::RadToDeg}},
-    {_VXParsExp,          {kUnary, element::Exp}},
-    {_VXParsLn,           {kUnary, element::Ln}},
-    {_VXParsLog10,        {kUnary, element::Log10}},
-    {_VXParsSinh,         {kUnary, element::Sinh}},
-    {_VXParsCosh,         {kUnary, element::Cosh}},
-    {_VXParsTanh,         {kUnary, element::Tanh}},
-    {_VXParsArcsinh,      {kUnary, element::Arcsinh}},
-    {_VXParsArccosh,      {kUnary, element::Arccosh}},
-    {_VXParsArctanh,      {kUnary, element::Arctanh}},
-  };
-  // clang-format on
-  for (const Binding& binding : kBindings)
-    if (binding.body == body) return binding.kernel;
-  return {};
+  CopyParsDouble(rec->Arg(condition ? 1 : 2), rec->Result);
 }
 
 }  // namespace loom
