@@ -4,8 +4,6 @@
 //
 // Element-wise operations compute in double so that their loops vectorise; accumulations that
 // need the extra range or precision (factorial, integer power) use long double.
-#include <time.h>
-
 #include <cmath>
 #include <cstdint>
 #include <mutex>
@@ -14,6 +12,7 @@
 #include "functions/Bodies.h"
 #include "functions/BodyHelpers.h"
 #include "functions/Elements.h"
+#include "functions/FormulaHost.h"
 
 namespace loom {
 
@@ -447,25 +446,14 @@ void _VXParsBit(TVXParsExpressionRec* rec) {
 
 // Milliseconds of the monotonic clock, wrapping at 2^32 (about 49.7 days).
 void _VXParsGetTickCount(TVXParsExpressionRec* rec) {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  const auto ms = static_cast<std::uint64_t>(now.tv_sec) * 1000u +
-                  static_cast<std::uint64_t>(now.tv_nsec) / 1000000u;
   rec->Result.VarType = vtDouble;
-  rec->Result.Value = static_cast<double>(static_cast<std::uint32_t>(ms));
+  rec->Result.Value = static_cast<double>(HostOf(rec).TickCount());
 }
 
 // The local date and time, to the millisecond, as a date-time number.
 void _VXParsNow(TVXParsExpressionRec* rec) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  tm local{};
-  localtime_r(&now.tv_sec, &local);
-  const double seconds = local.tm_hour * 3600.0 + local.tm_min * 60.0 + local.tm_sec +
-                         static_cast<double>(now.tv_nsec / 1000000) / 1000.0;
   rec->Result.VarType = vtDouble;
-  rec->Result.Value = EncodeDayNumber(local.tm_year + 1900, static_cast<unsigned>(local.tm_mon + 1),
-                                      static_cast<unsigned>(local.tm_mday), seconds);
+  rec->Result.Value = HostOf(rec).DateTimeNow();
 }
 
 // Only the low byte of the rounded condition decides, deliberately: 256 counts as false.
