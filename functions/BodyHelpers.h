@@ -32,11 +32,6 @@ inline std::int64_t RoundToInt64(double x) {
   return IntegralToInt64(std::nearbyint(x));
 }
 
-// The decimal separator that texts made by a body use: the evaluator's, or '.' without one.
-inline char DecimalSeparatorOf(const TVXParsExpressionRec* rec) {
-  return rec->Owner != nullptr ? rec->Owner->DecimalSeparator() : '.';
-}
-
 // The kind pair of two arguments. Only numbers and vectors classify; a string, a boolean or a
 // matrix on either side gives atArgOther. The first four pairs are numbered kind0 * 2 + kind1.
 inline TVXPArsArgsType ClassifyArgs(const TVXParsDouble& a, const TVXParsDouble& b) {

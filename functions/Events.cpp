@@ -33,14 +33,14 @@ std::int32_t RoundToInt32(const TVXParsDouble& arg) {
 
 void _VXParsFireEvent(TVXParsExpressionRec* rec) {
   const std::int32_t id = RoundToInt32(NumberArg(rec, 0));
-  rec->Owner->DeferredEvents.push_back(std::make_unique<TDeferredEvent>(id, StringArg(rec, 1)));
+  EvaluatorOf(rec).DeferredEvents.push_back(std::make_unique<TDeferredEvent>(id, StringArg(rec, 1)));
 }
 
 void _VXParsFireEventEx(TVXParsExpressionRec* rec) {
   for (std::size_t i = 0; i < 10; ++i) NumberArg(rec, i);
   const std::string& text = StringArg(rec, 10);
   auto number = [rec](std::size_t i) { return rec->Arg(i).Value; };
-  rec->Owner->DeferredEvents.push_back(std::make_unique<TDeferredEvent>(
+  EvaluatorOf(rec).DeferredEvents.push_back(std::make_unique<TDeferredEvent>(
       RoundToInt32(rec->Arg(0)), RoundToInt32(rec->Arg(1)), number(2), number(3),
       RoundToInt32(rec->Arg(4)), RoundToInt32(rec->Arg(5)), number(6), number(7), number(8),
       number(9), text));
@@ -48,19 +48,19 @@ void _VXParsFireEventEx(TVXParsExpressionRec* rec) {
 
 // Waits on the evaluator's stop event, so a stop request (the panel's Abort) ends it at once.
 void _VXParsWait(TVXParsExpressionRec* rec) {
-  rec->Owner->WaitForStop(RoundToInt64(NumberArg(rec, 0).Value));
+  EvaluatorOf(rec).WaitForStop(RoundToInt64(NumberArg(rec, 0).Value));
 }
 
 void _VXParsUpdateOutputs(TVXParsExpressionRec* rec) { HostOf(rec).UpdateOutputs(); }
 
 void _VXParsUpdateInputData(TVXParsExpressionRec* rec) { HostOf(rec).UpdateInputData(); }
 
-void _VXParsTic(TVXParsExpressionRec* rec) { rec->Owner->TicTime = HostOf(rec).FileTimeNow(); }
+void _VXParsTic(TVXParsExpressionRec* rec) { EvaluatorOf(rec).TicTime = HostOf(rec).FileTimeNow(); }
 
 // Seconds since the last tic of this evaluator; without one, since the epoch of the 100-ns clock.
 void _VXParsToc(TVXParsExpressionRec* rec) {
   rec->Result.VarType = vtDouble;
-  rec->Result.Value = static_cast<double>(HostOf(rec).FileTimeNow() - rec->Owner->TicTime) / 1e7;
+  rec->Result.Value = static_cast<double>(HostOf(rec).FileTimeNow() - EvaluatorOf(rec).TicTime) / 1e7;
 }
 
 }  // namespace loom

@@ -32,6 +32,7 @@
 #include "engine/Messages.h"
 #include "engine/ParserClasses.h"
 #include "functions/Bodies.h"
+#include "functions/FormulaHost.h"
 #include "functions/BodyHelpers.h"
 
 namespace loom {
@@ -304,7 +305,7 @@ int OpenExclusive(const std::string& path, bool truncate) {
 void OpenFileBody(TVXParsExpressionRec* rec, bool truncate, bool toEnd) {
   const std::string& name = StringArg(rec, 0);
   int fd = -1;
-  if (UsableName(name)) fd = OpenExclusive(ExtendFilename(rec->Owner, name), truncate);
+  if (UsableName(name)) fd = OpenExclusive(ExtendFilename(EvaluatorOf(rec).BaseDirectory, name), truncate);
   if (fd >= 0) {
     if (toEnd) Sys().Seek(fd, 0, SEEK_END);
     OpenFiles().Add(fd);
@@ -460,9 +461,9 @@ void WriteBinary(TVXParsExpressionRec* rec) {
 
 // --- the interface of FileIO.h ---
 
-std::string ExtendFilename(const TVXExpressionEvaluatorBase* evaluator, const std::string& name) {
+std::string ExtendFilename(const std::string& baseDirectory, const std::string& name) {
   if (!name.empty() && name.front() == '/') return name;
-  std::string path = evaluator != nullptr ? evaluator->BaseDirectory : std::string();
+  std::string path = baseDirectory;
   if (path.empty()) path = ".";
   if (name.empty()) return path;
   if (path.back() != '/') path += '/';
@@ -500,7 +501,7 @@ void _VXParsFileClose(TVXParsExpressionRec* rec) {
 
 void _VXParsCreateDirectory(TVXParsExpressionRec* rec) {
   const std::string& name = StringArg(rec, 0);
-  const bool made = UsableName(name) && MakeDirectories(ExtendFilename(rec->Owner, name));
+  const bool made = UsableName(name) && MakeDirectories(ExtendFilename(EvaluatorOf(rec).BaseDirectory, name));
   SetNumber(rec->Result, made ? 1 : 0);
 }
 

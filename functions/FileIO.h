@@ -14,8 +14,8 @@ namespace loom {
 class TVXExpressionEvaluatorBase;
 
 // The path the file functions use for a name given by a formula: an absolute name as it stands,
-// a relative one resolved against the evaluator's BaseDirectory ("." without an evaluator).
-std::string ExtendFilename(const TVXExpressionEvaluatorBase* evaluator, const std::string& name);
+// a relative one resolved against the evaluator's base directory ("." when that is empty).
+std::string ExtendFilename(const std::string& baseDirectory, const std::string& name);
 
 // The number of files in the open-file list (opened by formulas and not yet closed).
 std::size_t OpenFileCount();

@@ -2,7 +2,6 @@
 
 #include <time.h>
 
-#include "engine/Evaluator.h"
 #include "engine/Messages.h"
 #include "functions/BodyHelpers.h"
 
@@ -44,9 +43,18 @@ double TFormulaHost::DateTimeNow() {
                          static_cast<unsigned>(local.tm_mday), seconds);
 }
 
+TVXExpressionEvaluatorBase& EvaluatorOf(const TVXParsExpressionRec* rec) {
+  if (rec->Owner != nullptr) return *rec->Owner;
+  struct TStandIn : TVXExpressionEvaluatorBase {
+    void FillExpressList() override {}
+  };
+  thread_local TStandIn standIn;  // per thread: the bodies may write its events and tic time
+  return standIn;
+}
+
 TFormulaHost& HostOf(const TVXParsExpressionRec* rec) {
   static TFormulaHost doNothing;  // stateless: shared by every thread
-  TFormulaHost* host = rec->Owner != nullptr ? rec->Owner->Host : nullptr;
+  TFormulaHost* host = EvaluatorOf(rec).Host;
   return host != nullptr ? *host : doNothing;
 }
 

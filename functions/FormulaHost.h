@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/ParserClasses.h"
+#include "engine/Evaluator.h"
 
 namespace loom {
 
@@ -63,6 +63,10 @@ class TFormulaHost {
   // --- the engine bridge; null when there is none ---
   virtual TFormulaEngine* Engine() { return nullptr; }
 };
+
+// The evaluator that runs rec. A body called on its own, outside a compiled formula, runs in a
+// stand-in evaluator of this thread with the default settings, no words and no host.
+TVXExpressionEvaluatorBase& EvaluatorOf(const TVXParsExpressionRec* rec);
 
 // The host of the evaluator that runs rec, or the do-nothing host when it has none.
 TFormulaHost& HostOf(const TVXParsExpressionRec* rec);

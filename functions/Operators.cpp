@@ -142,7 +142,7 @@ void _VXParsAdd(TVXParsExpressionRec* rec) {
   const TVXParsDouble& a = rec->Arg(0);
   const TVXParsDouble& b = rec->Arg(1);
   if (a.VarType != vtString && b.VarType != vtString) return;
-  const char separator = DecimalSeparatorOf(rec);
+  const char separator = EvaluatorOf(rec).DecimalSeparator();
   TVXParsDouble& result = rec->Result;
   result.VarType = vtString;
   result.StrValue.clear();

@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "functions/Bodies.h"
+#include "functions/FormulaHost.h"
 #include "functions/BodyHelpers.h"
 #include "functions/TextFormats.h"
 
@@ -24,8 +25,6 @@ namespace {
 
 // Rounded counts and positions are kept within +-2^53 so that the sums below cannot overflow.
 constexpr std::int64_t kCountLimit = std::int64_t{1} << 53;
-
-const TVXFormatSettings kDefaultFormatSettings{};
 
 bool IsString(const TVXParsDouble& value) {
   return value.VarType == vtString;
@@ -54,7 +53,7 @@ std::int64_t RoundedCount(double value) {
 }
 
 const TVXFormatSettings& FormatSettingsOf(const TVXParsExpressionRec* rec) {
-  return rec->Owner != nullptr ? rec->Owner->FormatSettings : kDefaultFormatSettings;
+  return EvaluatorOf(rec).FormatSettings;
 }
 
 // count characters of text from one-based position index: an index below 1 counts as 1 (the
@@ -181,8 +180,8 @@ void _VXParsFormat(TVXParsExpressionRec* rec) {
   const TVXParsDouble& number = rec->Arg(1);
   if (!IsString(picture) || !IsNumber(number)) return SetText(rec->Result, rsInvalidArgumentTypes);
   rec->Result.StrValue.clear();
-  AppendFormatFloat(rec->Result.StrValue, picture.StrValue, number.Value, DecimalSeparatorOf(rec),
-                    rec->Owner != nullptr ? rec->Owner->ThousandSeparator() : ',');
+  AppendFormatFloat(rec->Result.StrValue, picture.StrValue, number.Value, EvaluatorOf(rec).DecimalSeparator(),
+                    EvaluatorOf(rec).ThousandSeparator());
   rec->Result.VarType = vtString;
 }
 
@@ -324,7 +323,7 @@ void _VXParsConvertStringToNumber(TVXParsExpressionRec* rec) {
   const TVXParsDouble& separator = rec->Arg(1);
   if (!IsString(text) || !IsString(separator)) InvalidParameters();
   const char decimalSeparator =
-      separator.StrValue.empty() ? DecimalSeparatorOf(rec) : separator.StrValue[0];
+      separator.StrValue.empty() ? EvaluatorOf(rec).DecimalSeparator() : separator.StrValue[0];
   double value = 0;
   const bool converted =
       TryStrToFloat(std::string(TrimControls(text.StrValue)), decimalSeparator, value);
