@@ -5,8 +5,8 @@
 #include <iterator>
 #include <sstream>
 
-#include "engine/Script.h"
 #include "app/Watchdog.h"
+#include "engine/Script.h"
 
 namespace loom {
 namespace {

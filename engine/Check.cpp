@@ -6,18 +6,21 @@ namespace loom {
 
 namespace {
 
-TVXPArsVarType KindOf(const TVXParsExprWord* word) { return word->GeTVXPArsVarType(); }
+TVXPArsVarType KindOf(const TVXParsExprWord* word) {
+  return word->GeTVXPArsVarType();
+}
 
 bool IsOperatorWithArgs(const TVXParsExprWord* word, int count) {
   return word->GetIsOper() && word->GetNFunctionArg() == count;
 }
 
-bool IsSign(const TVXParsExprWord* word) { return word->Name == "-" || word->Name == "+"; }
+bool IsSign(const TVXParsExprWord* word) {
+  return word->Name == "-" || word->Name == "+";
+}
 
 bool IsNot(const TVXParsExprWord* word) {
-  return word->GetIsOper() && word->Name.size() == 3 &&
-         (word->Name[0] | 0x20) == 'n' && (word->Name[1] | 0x20) == 'o' &&
-         (word->Name[2] | 0x20) == 't';
+  return word->GetIsOper() && word->Name.size() == 3 && (word->Name[0] | 0x20) == 'n' &&
+         (word->Name[1] | 0x20) == 'o' && (word->Name[2] | 0x20) == 't';
 }
 
 // A constant written as a number in the formula (not a named constant such as pi).

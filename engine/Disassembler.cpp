@@ -80,7 +80,8 @@ std::string TVXExpressionEvaluatorBase::Disassemble(int index) const {
       out << (a ? ", " : "") << operand(node->ArgData[a]);
     out << ") -> #" << n << "\n";
   }
-  if (expression.JumpType != jtNone) out << "  jump command: " << JumpCommandName(expression.JumpType) << "\n";
+  if (expression.JumpType != jtNone)
+    out << "  jump command: " << JumpCommandName(expression.JumpType) << "\n";
   return out.str();
 }
 

@@ -69,9 +69,8 @@ int TVXExpressionEvaluatorBase::Append(std::unique_ptr<TVXParsExpression> expres
 void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression) {
   if (expression.Text.size() > kMaxFormulaLength) {
     // The message quotes only the beginning of a text this long.
-    throw EVXParserException(FormatMessage(
-        rsFormulaTooLong,
-        {expression.Text.substr(0, 80) + "...", std::to_string(kMaxFormulaLength)}));
+    throw EVXParserException(FormatMessage(rsFormulaTooLong, {expression.Text.substr(0, 80) + "...",
+                                                              std::to_string(kMaxFormulaLength)}));
   }
   TVXCompileState state(expression, expression.Text);
   TVXParsExprCollection tokens;
@@ -156,8 +155,7 @@ bool TVXExpressionEvaluatorBase::isBoolean() const {
 
 bool TVXExpressionEvaluatorBase::GetAsBoolean(int index) {
   const TVXParsDouble value = GetResults(index);
-  if (!isBoolean())
-    throw EVXParserException(FormatMessage(rsNotBoolean, {GetExpression(index)}));
+  if (!isBoolean()) throw EVXParserException(FormatMessage(rsNotBoolean, {GetExpression(index)}));
   // A deliberate tolerance band: only values strictly inside (-0.1, 0.1) are false.
   return !(value.Value > -0.1 && value.Value < 0.1);
 }
@@ -203,8 +201,7 @@ std::string TVXExpressionEvaluatorBase::GetAsString() const {
 }
 
 std::string TVXExpressionEvaluatorBase::GetAsHexadecimal() const {
-  const TVXParsDouble value =
-      current_ && current_->Last ? current_->Last->Result : EmptyResult();
+  const TVXParsDouble value = current_ && current_->Last ? current_->Last->Result : EmptyResult();
   if (value.VarType != vtDouble && value.VarType != vtBoolean) return rsInvalidDatatype;
   const double rounded = std::nearbyint(value.Value);
   if (!(rounded >= -9223372036854775808.0 && rounded < 9223372036854775808.0))
@@ -224,8 +221,8 @@ TVXParsExprWord* TVXExpressionEvaluatorBase::AddWord(std::unique_ptr<TVXParsExpr
 
 void TVXExpressionEvaluatorBase::DefineFunction(const std::string& name, TVXParsProc proc,
                                                 int nFunctionArg, const std::string& syntax) {
-  AddWord(std::make_unique<TVXParsFunction>(name, proc, nFunctionArg, syntax, vxtBasic, "", "",
-                                            ""));
+  AddWord(
+      std::make_unique<TVXParsFunction>(name, proc, nFunctionArg, syntax, vxtBasic, "", "", ""));
 }
 
 void TVXExpressionEvaluatorBase::DefineVariable(const std::string& name, TVXParsDouble* value,

@@ -151,8 +151,8 @@ class TVXExpressionEvaluatorBase {
 
   void DefineFunction(const std::string& name, TVXParsProc proc, int nFunctionArg,
                       const std::string& syntax);
-  void DefineVariable(const std::string& name, TVXParsDouble* value,
-                      const std::string& description, const std::string& helpFile);
+  void DefineVariable(const std::string& name, TVXParsDouble* value, const std::string& description,
+                      const std::string& helpFile);
   void DefineStringVariable(const std::string& name, std::string* text);
   void DefineConstant(const std::string& name, double value, const std::string& description,
                       const std::string& helpFile);

@@ -55,8 +55,8 @@ TVXParsExpressionRec* TVXExpressionEvaluatorBase::RemoveConstants(TVXCompileStat
 }
 
 TVXParsDouble TVXExpressionEvaluatorBase::EvaluateDisposeTree(TVXCompileState& state,
-                                                             TVXParsExpressionRec* rec,
-                                                             bool& isBooleanResult) {
+                                                              TVXParsExpressionRec* rec,
+                                                              bool& isBooleanResult) {
   isBooleanResult = rec->Word && rec->Word->GeTVXPArsVarType() == vtBoolean;
   // The subtree gets a linear list of its own, built with a compilation state of its own on
   // the same expression, whose record store keeps the folded nodes until it is released.

@@ -44,8 +44,7 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
       return true;
     }
     operand.input = data;
-    if (std::find(program->inputs_.begin(), program->inputs_.end(), data) ==
-        program->inputs_.end())
+    if (std::find(program->inputs_.begin(), program->inputs_.end(), data) == program->inputs_.end())
       program->inputs_.push_back(data);
     return true;
   };
@@ -147,8 +146,8 @@ struct TwoOperations {
     const TVXParsDouble& z = *p.fused_[2];
     if ((x.VarType | y.VarType | z.VarType) != vtDouble) return false;
     const double inner = Arithmetic<First>(x.Value, y.Value);
-    const double r = FirstIsLeft ? Arithmetic<Second>(inner, z.Value)
-                                 : Arithmetic<Second>(z.Value, inner);
+    const double r =
+        FirstIsLeft ? Arithmetic<Second>(inner, z.Value) : Arithmetic<Second>(z.Value, inner);
     SetNumber(*p.result_, r);
     return true;
   }
@@ -157,8 +156,8 @@ struct TwoOperations {
 namespace {
 
 bool IsArithmetic(TVXKernelOp op) {
-  return op == TVXKernelOp::kAdd || op == TVXKernelOp::kSubtract ||
-         op == TVXKernelOp::kMultiply || op == TVXKernelOp::kDivide;
+  return op == TVXKernelOp::kAdd || op == TVXKernelOp::kSubtract || op == TVXKernelOp::kMultiply ||
+         op == TVXKernelOp::kDivide;
 }
 
 template <TVXKernelOp Op>
@@ -170,32 +169,42 @@ using NumbersRunner = bool (*)(TVXKernelProgram&);
 
 NumbersRunner OneRunnerFor(TVXKernelOp op) {
   switch (op) {
-    case TVXKernelOp::kAdd: return OneRunner<TVXKernelOp::kAdd>();
-    case TVXKernelOp::kSubtract: return OneRunner<TVXKernelOp::kSubtract>();
-    case TVXKernelOp::kMultiply: return OneRunner<TVXKernelOp::kMultiply>();
-    default: return OneRunner<TVXKernelOp::kDivide>();
+    case TVXKernelOp::kAdd:
+      return OneRunner<TVXKernelOp::kAdd>();
+    case TVXKernelOp::kSubtract:
+      return OneRunner<TVXKernelOp::kSubtract>();
+    case TVXKernelOp::kMultiply:
+      return OneRunner<TVXKernelOp::kMultiply>();
+    default:
+      return OneRunner<TVXKernelOp::kDivide>();
   }
 }
 
 template <TVXKernelOp First, bool FirstIsLeft>
 NumbersRunner TwoRunnerFor(TVXKernelOp second) {
   switch (second) {
-    case TVXKernelOp::kAdd: return &TwoOperations<First, TVXKernelOp::kAdd, FirstIsLeft>::Run;
+    case TVXKernelOp::kAdd:
+      return &TwoOperations<First, TVXKernelOp::kAdd, FirstIsLeft>::Run;
     case TVXKernelOp::kSubtract:
       return &TwoOperations<First, TVXKernelOp::kSubtract, FirstIsLeft>::Run;
     case TVXKernelOp::kMultiply:
       return &TwoOperations<First, TVXKernelOp::kMultiply, FirstIsLeft>::Run;
-    default: return &TwoOperations<First, TVXKernelOp::kDivide, FirstIsLeft>::Run;
+    default:
+      return &TwoOperations<First, TVXKernelOp::kDivide, FirstIsLeft>::Run;
   }
 }
 
 template <bool FirstIsLeft>
 NumbersRunner TwoRunnerFor(TVXKernelOp first, TVXKernelOp second) {
   switch (first) {
-    case TVXKernelOp::kAdd: return TwoRunnerFor<TVXKernelOp::kAdd, FirstIsLeft>(second);
-    case TVXKernelOp::kSubtract: return TwoRunnerFor<TVXKernelOp::kSubtract, FirstIsLeft>(second);
-    case TVXKernelOp::kMultiply: return TwoRunnerFor<TVXKernelOp::kMultiply, FirstIsLeft>(second);
-    default: return TwoRunnerFor<TVXKernelOp::kDivide, FirstIsLeft>(second);
+    case TVXKernelOp::kAdd:
+      return TwoRunnerFor<TVXKernelOp::kAdd, FirstIsLeft>(second);
+    case TVXKernelOp::kSubtract:
+      return TwoRunnerFor<TVXKernelOp::kSubtract, FirstIsLeft>(second);
+    case TVXKernelOp::kMultiply:
+      return TwoRunnerFor<TVXKernelOp::kMultiply, FirstIsLeft>(second);
+    default:
+      return TwoRunnerFor<TVXKernelOp::kDivide, FirstIsLeft>(second);
   }
 }
 
@@ -244,13 +253,27 @@ bool TVXKernelProgram::RunVectors() {
 void TVXKernelProgram::RunScalar() {
   for (const ScalarInstruction& in : scalarCode_) {
     switch (in.op) {
-      case TVXKernelOp::kAdd: *in.out = *in.x + *in.y; break;
-      case TVXKernelOp::kSubtract: *in.out = *in.x - *in.y; break;
-      case TVXKernelOp::kMultiply: *in.out = *in.x * *in.y; break;
-      case TVXKernelOp::kDivide: *in.out = *in.x / *in.y; break;
-      case TVXKernelOp::kUnary: *in.out = in.unary(*in.x); break;
-      case TVXKernelOp::kCopy: *in.out = *in.x; break;
-      default: *in.out = in.binary(*in.x, *in.y); break;
+      case TVXKernelOp::kAdd:
+        *in.out = *in.x + *in.y;
+        break;
+      case TVXKernelOp::kSubtract:
+        *in.out = *in.x - *in.y;
+        break;
+      case TVXKernelOp::kMultiply:
+        *in.out = *in.x * *in.y;
+        break;
+      case TVXKernelOp::kDivide:
+        *in.out = *in.x / *in.y;
+        break;
+      case TVXKernelOp::kUnary:
+        *in.out = in.unary(*in.x);
+        break;
+      case TVXKernelOp::kCopy:
+        *in.out = *in.x;
+        break;
+      default:
+        *in.out = in.binary(*in.x, *in.y);
+        break;
     }
   }
   if (assignTarget_) {
@@ -266,8 +289,8 @@ namespace {
 
 // out[i] = op(x[i], y[i]) where a scalar operand (xs / ys) is one number for every element.
 template <class Op>
-inline void Apply2(const double* x, bool xs, const double* y, bool ys, double* out,
-                   std::size_t n, Op op) {
+inline void Apply2(const double* x, bool xs, const double* y, bool ys, double* out, std::size_t n,
+                   Op op) {
   if (!xs && !ys) {
     for (std::size_t i = 0; i < n; ++i) out[i] = op(x[i], y[i]);
   } else if (xs && !ys) {
@@ -332,9 +355,9 @@ void TVXKernelProgram::RunBlock(std::size_t offset, std::size_t count, int resul
   for (const Instruction& in : code_) {
     const double* x = pointer(in.x);
     const bool xs = scalar(in.x);
-    double* out = regIsScalar_[in.out] ? &scalarRegs_[in.out]
-                  : in.out == resultReg   ? resultOut
-                                          : blocks_.data() + in.out * kBlock;
+    double* out = regIsScalar_[in.out]  ? &scalarRegs_[in.out]
+                  : in.out == resultReg ? resultOut
+                                        : blocks_.data() + in.out * kBlock;
     if (ArityOf(in.op) == 1) {
       const std::size_t n = xs ? 1 : count;
       if (in.op == TVXKernelOp::kCopy)

@@ -80,7 +80,7 @@ class TVXKernelProgram {
   bool (*numbers_)(TVXKernelProgram&) = nullptr;
   // The operands of a specialised runner, in the order its shape reads them.
   const TVXParsDouble* fused_[3] = {nullptr, nullptr, nullptr};
-  const double* scalarSource_ = nullptr;  // the assigned number in a scalar run
+  const double* scalarSource_ = nullptr;      // the assigned number in a scalar run
   std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before each run
   TVXParsDouble* assignTarget_ = nullptr;
   Operand assignSource_;

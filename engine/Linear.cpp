@@ -14,10 +14,11 @@ TVXParsDouble* TVXExpressionEvaluatorBase::MakeLinkedList(TVXCompileState& state
   // Constants and variables are read in place: their record is not kept in the list.
   if (word->GetIsVariable()) return word->AsPointer();
 
-  const std::size_t count = word->GetDynamicArgs()
-                                ? rec->ArgRecs.size()
-                                : std::min(rec->ArgRecs.size(),
-                                           static_cast<std::size_t>(std::max(word->GetNFunctionArg(), 0)));
+  const std::size_t count =
+      word->GetDynamicArgs()
+          ? rec->ArgRecs.size()
+          : std::min(rec->ArgRecs.size(),
+                     static_cast<std::size_t>(std::max(word->GetNFunctionArg(), 0)));
   CheckWrittenArguments(state, rec);
   rec->ArgData.assign(count, nullptr);
   for (std::size_t i = 0; i < count; ++i) rec->ArgData[i] = MakeLinkedList(state, rec->ArgRecs[i]);

@@ -12,17 +12,18 @@ namespace loom {
 // Tokenizer and syntax check.
 inline constexpr const char* rsUnbalancedBrackets = "Unbalanced brackets";
 inline constexpr const char* rsIllegalCharacter = "%s: illegal character \"%s\"";  // 1+#
-inline constexpr const char* rsTwoSuccessive = "%s: two successive variables/constants \"%s\"";  // 3 4
-inline constexpr const char* rsUnknownFunction = "%s: unknown function \"%s\"";               // foo(1)
-inline constexpr const char* rsEmptyBrackets = "%s: empty brackets \"()\"";                   // ()
+inline constexpr const char* rsTwoSuccessive =
+    "%s: two successive variables/constants \"%s\"";                             // 3 4
+inline constexpr const char* rsUnknownFunction = "%s: unknown function \"%s\"";  // foo(1)
+inline constexpr const char* rsEmptyBrackets = "%s: empty brackets \"()\"";      // ()
 inline constexpr const char* rsMissingBetweenBrackets =
     "%s: missing operand between brackets \")(\"";  // (1)(2)
 inline constexpr const char* rsMissingAfterBracket =
     "%s: missing operand between bracket \")\" and constant/variable";  // (1)2
 inline constexpr const char* rsMissingBeforeBracket =
-    "%s: missing operand between constant/variable and bracket \"(\"";  // 2(1)
-inline constexpr const char* rsInvalidNumber = "%s: \"%s\" is not a valid number";      // 1e
-inline constexpr const char* rsUnclosedString = "%s: string is not closed: %s";          // "ab
+    "%s: missing operand between constant/variable and bracket \"(\"";              // 2(1)
+inline constexpr const char* rsInvalidNumber = "%s: \"%s\" is not a valid number";  // 1e
+inline constexpr const char* rsUnclosedString = "%s: string is not closed: %s";     // "ab
 inline constexpr const char* rsFormulaTooLong = "%s: formula is longer than %s characters";
 inline constexpr const char* rsNestedTooDeeply = "%s: formula is nested more than %s levels deep";
 inline constexpr const char* rsChainTooLong = "%s: formula chains more than %s operators";
@@ -33,12 +34,14 @@ inline constexpr const char* rsTooManyArguments = "%s: function \"%s\" has too m
 inline constexpr const char* rsMissingArgument = "%s: function \"%s\" has missing argument";
 inline constexpr const char* rsSyntaxError = "%s: syntax error in expression \"%s\"";  // 1 )
 inline constexpr const char* rsCannotFindOperand = "%s: Can not find operand/function \"%s\"";
-inline constexpr const char* rsNotAssignable = "%s: \"%s\" is not a variable and cannot be assigned";
+inline constexpr const char* rsNotAssignable =
+    "%s: \"%s\" is not a variable and cannot be assigned";
 inline constexpr const char* rsArgumentNotWritable =
     "%s: argument %s of \"%s\" receives a result and cannot be a constant";  // Ramp(pi, 0, 1, 3)
 
 // Values.
-inline constexpr const char* rsNotAValidNumber = "\"%s\" is not a valid number";  // a constant's text
+inline constexpr const char* rsNotAValidNumber =
+    "\"%s\" is not a valid number";                                   // a constant's text
 inline constexpr const char* rsInvalidDatatype = "Invalid datatype";  // display text of a non-value
 inline constexpr const char* rsOutOfMemory = "Out of memory";
 
@@ -60,7 +63,8 @@ inline constexpr const char* rsHistogramRangeEmpty = "%s: endvalue must differ f
 inline constexpr const char* rsNotAvailable = "%s: this function is not available in this build";
 
 // Interpolation.
-inline constexpr const char* rsInterpolationParametersInvalid = "Interpolation parameters are invalid";
+inline constexpr const char* rsInterpolationParametersInvalid =
+    "Interpolation parameters are invalid";
 inline constexpr const char* rsInterpolationVectorInvalid =
     "Interpolation vector invalid or value out of bounds";
 

@@ -40,9 +40,13 @@ TVXParsDouble TVXParsDouble::FromString(std::string text) {
   return v;
 }
 
-double EmptyNaN() { return std::bit_cast<double>(~std::uint64_t{0}); }
+double EmptyNaN() {
+  return std::bit_cast<double>(~std::uint64_t{0});
+}
 
-TVXParsDouble EmptyResult() { return TVXParsDouble::Number(EmptyNaN()); }
+TVXParsDouble EmptyResult() {
+  return TVXParsDouble::Number(EmptyNaN());
+}
 
 void CopyParsDouble(const TVXParsDouble& source, TVXParsDouble& destination) {
   destination.VarType = source.VarType;
@@ -62,7 +66,9 @@ void CopyParsDouble(const TVXParsDouble& source, TVXParsDouble& destination) {
   }
 }
 
-void _VXParsVariable(TVXParsExpressionRec* rec) { CopyParsDouble(*rec->ArgData[0], rec->Result); }
+void _VXParsVariable(TVXParsExpressionRec* rec) {
+  CopyParsDouble(*rec->ArgData[0], rec->Result);
+}
 
 TVXParsJumpType JumpTypeOfName(const std::string& name) {
   for (std::size_t type = jtIf; type < std::size(kJumpCommandNames); ++type)
@@ -107,7 +113,8 @@ bool TryStrToFloat(const std::string& text, char decimalSeparator, double& value
     ++i;
     if (i < n && (text[i] == '+' || text[i] == '-')) plain += text[i++];
     std::size_t expDigits = 0;
-    while (i < n && std::isdigit(static_cast<unsigned char>(text[i]))) plain += text[i++], ++expDigits;
+    while (i < n && std::isdigit(static_cast<unsigned char>(text[i])))
+      plain += text[i++], ++expDigits;
     if (expDigits == 0) return false;
   }
   if (i != n) return false;
@@ -135,8 +142,7 @@ TVXParsDoubleConstant::TVXParsDoubleConstant(std::string name, double value,
 }
 
 TVXParsDoubleConstant::TVXParsDoubleConstant(std::string name, const std::string& text,
-                                             std::string description, std::string helpFile,
-                                             bool)
+                                             std::string description, std::string helpFile, bool)
     : TVXParsExprWord(std::move(name), &_VXParsVariable),
       Description(std::move(description)),
       HelpFile(std::move(helpFile)) {
@@ -198,9 +204,8 @@ TVXParsFunction::TVXParsFunction(std::string name, TVXParsProc func, int nFuncti
       Description(std::move(description)),
       HelpFile(std::move(helpFile)) {}
 
-TVXParsFunction::TVXParsFunction(std::string name, TVXParsProc func, int nFunctionArg,
-                                 bool isOper, int precedence, std::string description,
-                                 std::string helpFile)
+TVXParsFunction::TVXParsFunction(std::string name, TVXParsProc func, int nFunctionArg, bool isOper,
+                                 int precedence, std::string description, std::string helpFile)
     : TVXParsExprWord(std::move(name), func),
       IsOper(isOper),
       Precedence(precedence),
@@ -234,12 +239,24 @@ void _VXParsLogString(TVXParsExpressionRec* rec) {
   const std::string right = oper->Right ? oper->Right->GetAsString() : std::string();
   bool truth = false;
   switch (oper->OperKind) {
-    case 0: truth = left == right; break;
-    case 1: truth = left > right; break;
-    case 2: truth = left < right; break;
-    case 3: truth = left >= right; break;
-    case 4: truth = left <= right; break;
-    default: truth = right.find(left) != std::string::npos; break;
+    case 0:
+      truth = left == right;
+      break;
+    case 1:
+      truth = left > right;
+      break;
+    case 2:
+      truth = left < right;
+      break;
+    case 3:
+      truth = left >= right;
+      break;
+    case 4:
+      truth = left <= right;
+      break;
+    default:
+      truth = right.find(left) != std::string::npos;
+      break;
   }
   rec->Result.Value = truth ? 1.0 : 0.0;
 }

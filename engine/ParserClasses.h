@@ -62,7 +62,9 @@ enum TVXParsJumpType : std::uint8_t {
 inline constexpr const char* kJumpCommandNames[] = {"",      "If",   "Else",   "EndIf",
                                                     "While", "Wend", "Repeat", "Until"};
 static_assert(std::size(kJumpCommandNames) == jtUntil + 1, "one name per TVXParsJumpType");
-inline const char* JumpCommandName(TVXParsJumpType type) { return kJumpCommandNames[type]; }
+inline const char* JumpCommandName(TVXParsJumpType type) {
+  return kJumpCommandNames[type];
+}
 // The jump type of a command word in any letter case; jtNone for every other name.
 TVXParsJumpType JumpTypeOfName(const std::string& name);
 
@@ -258,17 +260,17 @@ class TVXParsVectorRightBracket : public TVXParsExprWord {
 
 // What a word computes element by element, if it is pure arithmetic.
 enum class TVXKernelOp : std::uint8_t {
-  kNone,      // not arithmetic: the expression keeps its linear list only
-  kAdd,       // broadcasting a + b
-  kSubtract,  // broadcasting a - b
-  kMultiply,  // broadcasting a * b
-  kDivide,    // broadcasting a / b
-  kUnary,     // element rule: Unary(x) for a number or every element
-  kBinary,    // broadcasting Binary(a, b)
+  kNone,         // not arithmetic: the expression keeps its linear list only
+  kAdd,          // broadcasting a + b
+  kSubtract,     // broadcasting a - b
+  kMultiply,     // broadcasting a * b
+  kDivide,       // broadcasting a / b
+  kUnary,        // element rule: Unary(x) for a number or every element
+  kBinary,       // broadcasting Binary(a, b)
   kScalarRight,  // element rule on argument 0 with argument 1 read as a number: Binary(x, y)
-  kCompare,   // Binary(a, b) of two numbers; a vector operand leaves the fast path
-  kCopy,      // the number or vector of argument 0 ("+@")
-  kAssign,    // assignment of a number or vector to a variable (only as the last operation)
+  kCompare,      // Binary(a, b) of two numbers; a vector operand leaves the fast path
+  kCopy,         // the number or vector of argument 0 ("+@")
+  kAssign,       // assignment of a number or vector to a variable (only as the last operation)
 };
 
 struct TVXParsKernel {
@@ -283,11 +285,11 @@ class TVXParsFunction : public TVXParsExprWord {
  public:
   // The function form: not an operator, precedence 0.
   TVXParsFunction(std::string name, TVXParsProc func, int nFunctionArg, std::string syntax,
-                  TVXParsFunctionType functionType, std::string description,
-                  std::string defaults, std::string helpFile);
+                  TVXParsFunctionType functionType, std::string description, std::string defaults,
+                  std::string helpFile);
   // The operator form.
-  TVXParsFunction(std::string name, TVXParsProc func, int nFunctionArg, bool isOper,
-                  int precedence, std::string description, std::string helpFile);
+  TVXParsFunction(std::string name, TVXParsProc func, int nFunctionArg, bool isOper, int precedence,
+                  std::string description, std::string helpFile);
 
   bool IsOper = false;
   int Precedence = 0;
@@ -372,9 +374,9 @@ struct TVXParsExpressionRec {
 // An event a formula queues during a run; the panel fires it afterwards.
 class TDeferredEvent : public TVXParsObject {
  public:
-  TDeferredEvent(std::int32_t eventID, std::int32_t channelIndex, double startTime,
-                 double endTime, std::int32_t iData1, std::int32_t iData2, double dData1,
-                 double dData2, double dData3, double dData4, std::string additionalText);
+  TDeferredEvent(std::int32_t eventID, std::int32_t channelIndex, double startTime, double endTime,
+                 std::int32_t iData1, std::int32_t iData2, double dData1, double dData2,
+                 double dData3, double dData4, std::string additionalText);
   TDeferredEvent(std::int32_t eventID, std::string additionalText);
 
   std::int32_t eventID = 0;

@@ -5,19 +5,27 @@
 
 namespace loom {
 
-TVXParsCollection::TVXParsCollection(std::size_t limit) { items_.reserve(limit); }
+TVXParsCollection::TVXParsCollection(std::size_t limit) {
+  items_.reserve(limit);
+}
 
 // Derived kinds that release items differently empty themselves in their own destructors,
 // because a base destructor no longer reaches their FreeItem.
-TVXParsCollection::~TVXParsCollection() { FreeAll(); }
+TVXParsCollection::~TVXParsCollection() {
+  FreeAll();
+}
 
-void TVXParsCollection::FreeItem(void* item) { delete static_cast<TVXParsObject*>(item); }
+void TVXParsCollection::FreeItem(void* item) {
+  delete static_cast<TVXParsObject*>(item);
+}
 
 void TVXParsCollection::AtInsert(int index, void* item) {
   items_.insert(items_.begin() + index, item);
 }
 
-void TVXParsCollection::AtDelete(int index) { items_.erase(items_.begin() + index); }
+void TVXParsCollection::AtDelete(int index) {
+  items_.erase(items_.begin() + index);
+}
 
 void TVXParsCollection::AtFree(int index) {
   void* item = At(index);
@@ -41,7 +49,9 @@ int TVXParsCollection::IndexOfIdentity(const void* item) const {
   return -1;
 }
 
-TVXParsNoOwnerCollection::~TVXParsNoOwnerCollection() { DeleteAll(); }
+TVXParsNoOwnerCollection::~TVXParsNoOwnerCollection() {
+  DeleteAll();
+}
 
 void TVXParsNoOwnerCollection::FreeItem(void*) {}
 
@@ -89,9 +99,13 @@ int TVXParsSortedCollection::AddReplace(void* item) {
   return Add(item);
 }
 
-TVXParsStrCollection::~TVXParsStrCollection() { FreeAll(); }
+TVXParsStrCollection::~TVXParsStrCollection() {
+  FreeAll();
+}
 
-void TVXParsStrCollection::FreeItem(void* item) { std::free(item); }
+void TVXParsStrCollection::FreeItem(void* item) {
+  std::free(item);
+}
 
 int TVXParsStrCollection::Compare(const void* key1, const void* key2) const {
   return std::strcmp(static_cast<const char*>(key1), static_cast<const char*>(key2));

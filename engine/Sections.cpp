@@ -14,10 +14,14 @@ namespace {
 TVXParsJumpType CloserOf(TVXParsJumpType type) {
   switch (type) {
     case jtIf:
-    case jtElse: return jtEndIF;
-    case jtWhile: return jtWend;
-    case jtRepeat: return jtUntil;
-    default: return jtNone;
+    case jtElse:
+      return jtEndIF;
+    case jtWhile:
+      return jtWend;
+    case jtRepeat:
+      return jtUntil;
+    default:
+      return jtNone;
   }
 }
 

@@ -10,9 +10,15 @@ namespace loom {
 
 namespace {
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
-bool IsHexDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool IsLetter(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+bool IsHexDigit(char c) {
+  return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
 
 enum class TokenKind { kEnd, kName, kNumber, kHex, kString, kSymbol };
 
@@ -46,8 +52,8 @@ class Scanner {
       token.kind = TokenKind::kNumber;
     } else if (c == '.' || c == '_' || IsLetter(c)) {
       ++pos_;
-      while (pos_ < text_.size() &&
-             (text_[pos_] == '.' || text_[pos_] == '_' || IsDigit(text_[pos_]) || IsLetter(text_[pos_])))
+      while (pos_ < text_.size() && (text_[pos_] == '.' || text_[pos_] == '_' ||
+                                     IsDigit(text_[pos_]) || IsLetter(text_[pos_])))
         ++pos_;
       token.kind = TokenKind::kName;
     } else if (c == '"') {
@@ -99,8 +105,20 @@ class Scanner {
       case '|':
         if (next == c) ++pos_;
         return;
-      case '$': case '%': case '(': case ')': case '*': case '+': case ',': case '-':
-      case '/': case '[': case '\\': case ']': case '^': case '~':
+      case '$':
+      case '%':
+      case '(':
+      case ')':
+      case '*':
+      case '+':
+      case ',':
+      case '-':
+      case '/':
+      case '[':
+      case '\\':
+      case ']':
+      case '^':
+      case '~':
         return;
       default:
         // The list separator of a decimal-comma evaluator is ";", which has no class of its own.
@@ -164,14 +182,16 @@ void TVXExpressionEvaluatorBase::ParseString(TVXCompileState& state,
       }
       case TokenKind::kNumber: {
         double value;
-        if (!TryStrToFloat(token.text, decimalSeparator_, value)) state.Fail(rsInvalidNumber, token.text);
+        if (!TryStrToFloat(token.text, decimalSeparator_, value))
+          state.Fail(rsInvalidNumber, token.text);
         auto constant = std::make_unique<TVXParsDoubleConstant>(token.text, value, "", "");
         word = constant.get();
         state.Expression.Constants.push_back(std::move(constant));
         break;
       }
       case TokenKind::kString: {
-        auto constant = std::make_unique<TVXParsDoubleConstant>(token.text, token.text, "", "", true);
+        auto constant =
+            std::make_unique<TVXParsDoubleConstant>(token.text, token.text, "", "", true);
         word = constant.get();
         state.Expression.Constants.push_back(std::move(constant));
         break;

@@ -38,7 +38,8 @@ class TVXTreeBuilder {
   // Guards the recursion of brackets, calls and prefix operators against stack exhaustion.
   struct DepthGuard {
     explicit DepthGuard(TVXTreeBuilder& builder) : b(builder) {
-      if (++b.depth_ > kMaxNestingDepth) b.state_.Fail(rsNestedTooDeeply, std::to_string(kMaxNestingDepth));
+      if (++b.depth_ > kMaxNestingDepth)
+        b.state_.Fail(rsNestedTooDeeply, std::to_string(kMaxNestingDepth));
     }
     ~DepthGuard() { --b.depth_; }
     TVXTreeBuilder& b;
@@ -222,4 +223,3 @@ bool TVXExpressionEvaluatorBase::CheckArguments(const TVXParsExpressionRec* rec)
 }
 
 }  // namespace loom
-

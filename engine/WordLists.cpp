@@ -16,9 +16,13 @@ void TVXParsExprCollection::Check() const {
   if (depth != 0) throw EVXParserException(rsUnbalancedBrackets);
 }
 
-TVXParsExpressList::~TVXParsExpressList() { FreeAll(); }
+TVXParsExpressList::~TVXParsExpressList() {
+  FreeAll();
+}
 
-void TVXParsExpressList::FreeItem(void* item) { delete static_cast<TVXParsExprWord*>(item); }
+void TVXParsExpressList::FreeItem(void* item) {
+  delete static_cast<TVXParsExprWord*>(item);
+}
 
 int TVXParsExpressList::Compare(const void* key1, const void* key2) const {
   return strcasecmp(static_cast<const char*>(key1), static_cast<const char*>(key2));

@@ -7,31 +7,31 @@
 namespace loom {
 
 // Operators, by the name they are registered under.
-void _VXParsFactorial(TVXParsExpressionRec* rec);  // !
-void _VXParsPercent(TVXParsExpressionRec* rec);  // %
-void _VXParsUnaryMinus(TVXParsExpressionRec* rec);  // -@
-void _VXParsUnaryPlus(TVXParsExpressionRec* rec);  // +@
-void _VXParsPower(TVXParsExpressionRec* rec);  // ^
-void _VXParsIntPower(TVXParsExpressionRec* rec);  // ^@
-void _VXParsMultiply(TVXParsExpressionRec* rec);  // *
-void _VXParsDivide(TVXParsExpressionRec* rec);  // /
-void _VXParsDiv(TVXParsExpressionRec* rec);  // div
-void _VXParsMod(TVXParsExpressionRec* rec);  // mod
-void _VXParsAdd(TVXParsExpressionRec* rec);  // +
-void _VXParsSubtract(TVXParsExpressionRec* rec);  // -
-void _VXParsShiftLeft(TVXParsExpressionRec* rec);  // <<
-void _VXParsShiftRight(TVXParsExpressionRec* rec);  // >>
-void _VXParsGreater(TVXParsExpressionRec* rec);  // >
+void _VXParsFactorial(TVXParsExpressionRec* rec);     // !
+void _VXParsPercent(TVXParsExpressionRec* rec);       // %
+void _VXParsUnaryMinus(TVXParsExpressionRec* rec);    // -@
+void _VXParsUnaryPlus(TVXParsExpressionRec* rec);     // +@
+void _VXParsPower(TVXParsExpressionRec* rec);         // ^
+void _VXParsIntPower(TVXParsExpressionRec* rec);      // ^@
+void _VXParsMultiply(TVXParsExpressionRec* rec);      // *
+void _VXParsDivide(TVXParsExpressionRec* rec);        // /
+void _VXParsDiv(TVXParsExpressionRec* rec);           // div
+void _VXParsMod(TVXParsExpressionRec* rec);           // mod
+void _VXParsAdd(TVXParsExpressionRec* rec);           // +
+void _VXParsSubtract(TVXParsExpressionRec* rec);      // -
+void _VXParsShiftLeft(TVXParsExpressionRec* rec);     // <<
+void _VXParsShiftRight(TVXParsExpressionRec* rec);    // >>
+void _VXParsGreater(TVXParsExpressionRec* rec);       // >
 void _VXParsGreaterEqual(TVXParsExpressionRec* rec);  // >=
-void _VXParsLessEqual(TVXParsExpressionRec* rec);  // <=
-void _VXParsLess(TVXParsExpressionRec* rec);  // <
-void _VXParsNotEqual(TVXParsExpressionRec* rec);  // <>
-void _VXParsEqual(TVXParsExpressionRec* rec);  // =
-void _VXParsNot(TVXParsExpressionRec* rec);  // not
-void _VXParsOr(TVXParsExpressionRec* rec);  // or
-void _VXParsAnd(TVXParsExpressionRec* rec);  // and
-void _VXParsXor(TVXParsExpressionRec* rec);  // xor
-void _VXParsAssign(TVXParsExpressionRec* rec);  // :=
+void _VXParsLessEqual(TVXParsExpressionRec* rec);     // <=
+void _VXParsLess(TVXParsExpressionRec* rec);          // <
+void _VXParsNotEqual(TVXParsExpressionRec* rec);      // <>
+void _VXParsEqual(TVXParsExpressionRec* rec);         // =
+void _VXParsNot(TVXParsExpressionRec* rec);           // not
+void _VXParsOr(TVXParsExpressionRec* rec);            // or
+void _VXParsAnd(TVXParsExpressionRec* rec);           // and
+void _VXParsXor(TVXParsExpressionRec* rec);           // xor
+void _VXParsAssign(TVXParsExpressionRec* rec);        // :=
 
 // Operators and scalar mathematics (functions/Operators.cpp)
 void _VXParsSqrt(TVXParsExpressionRec* rec);

@@ -10,7 +10,9 @@ namespace loom {
 
 namespace {
 
-[[noreturn]] void FailInvalidParameters() { throw EVXParserException(rsInvalidParameters); }
+[[noreturn]] void FailInvalidParameters() {
+  throw EVXParserException(rsInvalidParameters);
+}
 
 const TVXParsDouble& NumberArg(TVXParsExpressionRec* rec, std::size_t index) {
   const TVXParsDouble& arg = rec->Arg(index);
@@ -33,7 +35,8 @@ std::int32_t RoundToInt32(const TVXParsDouble& arg) {
 
 void _VXParsFireEvent(TVXParsExpressionRec* rec) {
   const std::int32_t id = RoundToInt32(NumberArg(rec, 0));
-  EvaluatorOf(rec).DeferredEvents.push_back(std::make_unique<TDeferredEvent>(id, StringArg(rec, 1)));
+  EvaluatorOf(rec).DeferredEvents.push_back(
+      std::make_unique<TDeferredEvent>(id, StringArg(rec, 1)));
 }
 
 void _VXParsFireEventEx(TVXParsExpressionRec* rec) {
@@ -51,16 +54,23 @@ void _VXParsWait(TVXParsExpressionRec* rec) {
   EvaluatorOf(rec).WaitForStop(RoundToInt64(NumberArg(rec, 0).Value));
 }
 
-void _VXParsUpdateOutputs(TVXParsExpressionRec* rec) { HostOf(rec).UpdateOutputs(); }
+void _VXParsUpdateOutputs(TVXParsExpressionRec* rec) {
+  HostOf(rec).UpdateOutputs();
+}
 
-void _VXParsUpdateInputData(TVXParsExpressionRec* rec) { HostOf(rec).UpdateInputData(); }
+void _VXParsUpdateInputData(TVXParsExpressionRec* rec) {
+  HostOf(rec).UpdateInputData();
+}
 
-void _VXParsTic(TVXParsExpressionRec* rec) { EvaluatorOf(rec).TicTime = HostOf(rec).FileTimeNow(); }
+void _VXParsTic(TVXParsExpressionRec* rec) {
+  EvaluatorOf(rec).TicTime = HostOf(rec).FileTimeNow();
+}
 
 // Seconds since the last tic of this evaluator; without one, since the epoch of the 100-ns clock.
 void _VXParsToc(TVXParsExpressionRec* rec) {
   rec->Result.VarType = vtDouble;
-  rec->Result.Value = static_cast<double>(HostOf(rec).FileTimeNow() - EvaluatorOf(rec).TicTime) / 1e7;
+  rec->Result.Value =
+      static_cast<double>(HostOf(rec).FileTimeNow() - EvaluatorOf(rec).TicTime) / 1e7;
 }
 
 }  // namespace loom

@@ -32,8 +32,8 @@
 #include "engine/Messages.h"
 #include "engine/ParserClasses.h"
 #include "functions/Bodies.h"
-#include "functions/FormulaHost.h"
 #include "functions/BodyHelpers.h"
+#include "functions/FormulaHost.h"
 
 namespace loom {
 
@@ -305,7 +305,8 @@ int OpenExclusive(const std::string& path, bool truncate) {
 void OpenFileBody(TVXParsExpressionRec* rec, bool truncate, bool toEnd) {
   const std::string& name = StringArg(rec, 0);
   int fd = -1;
-  if (UsableName(name)) fd = OpenExclusive(ExtendFilename(EvaluatorOf(rec).BaseDirectory, name), truncate);
+  if (UsableName(name))
+    fd = OpenExclusive(ExtendFilename(EvaluatorOf(rec).BaseDirectory, name), truncate);
   if (fd >= 0) {
     if (toEnd) Sys().Seek(fd, 0, SEEK_END);
     OpenFiles().Add(fd);
@@ -501,7 +502,8 @@ void _VXParsFileClose(TVXParsExpressionRec* rec) {
 
 void _VXParsCreateDirectory(TVXParsExpressionRec* rec) {
   const std::string& name = StringArg(rec, 0);
-  const bool made = UsableName(name) && MakeDirectories(ExtendFilename(EvaluatorOf(rec).BaseDirectory, name));
+  const bool made =
+      UsableName(name) && MakeDirectories(ExtendFilename(EvaluatorOf(rec).BaseDirectory, name));
   SetNumber(rec->Result, made ? 1 : 0);
 }
 

@@ -22,12 +22,26 @@ void SetJump(TVXParsExpressionRec* rec, bool jump) {
 
 }  // namespace
 
-void _VXParsIf(TVXParsExpressionRec* rec) { SetJump(rec, !ConditionHolds(rec->Arg(0))); }
-void _VXParsElse(TVXParsExpressionRec* rec) { SetJump(rec, true); }
-void _VXParsEndIF(TVXParsExpressionRec* rec) { SetJump(rec, false); }
-void _VXParsWhile(TVXParsExpressionRec* rec) { SetJump(rec, !ConditionHolds(rec->Arg(0))); }
-void _VXParsWend(TVXParsExpressionRec* rec) { SetJump(rec, true); }
-void _VXParsRepeat(TVXParsExpressionRec* rec) { SetJump(rec, false); }
-void _VXParsUntil(TVXParsExpressionRec* rec) { SetJump(rec, !ConditionHolds(rec->Arg(0))); }
+void _VXParsIf(TVXParsExpressionRec* rec) {
+  SetJump(rec, !ConditionHolds(rec->Arg(0)));
+}
+void _VXParsElse(TVXParsExpressionRec* rec) {
+  SetJump(rec, true);
+}
+void _VXParsEndIF(TVXParsExpressionRec* rec) {
+  SetJump(rec, false);
+}
+void _VXParsWhile(TVXParsExpressionRec* rec) {
+  SetJump(rec, !ConditionHolds(rec->Arg(0)));
+}
+void _VXParsWend(TVXParsExpressionRec* rec) {
+  SetJump(rec, true);
+}
+void _VXParsRepeat(TVXParsExpressionRec* rec) {
+  SetJump(rec, false);
+}
+void _VXParsUntil(TVXParsExpressionRec* rec) {
+  SetJump(rec, !ConditionHolds(rec->Arg(0)));
+}
 
 }  // namespace loom

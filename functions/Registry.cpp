@@ -52,8 +52,12 @@ struct RowFacts {
 
 template <int... Args>
 constexpr RowFacts Writes{((std::uint32_t{1} << Args) | ...), {}};
-constexpr RowFacts Fast(TVXKernelOp op) { return {0, {op}}; }
-constexpr RowFacts Unary(double (*f)(double)) { return {0, {TVXKernelOp::kUnary, f}}; }
+constexpr RowFacts Fast(TVXKernelOp op) {
+  return {0, {op}};
+}
+constexpr RowFacts Unary(double (*f)(double)) {
+  return {0, {TVXKernelOp::kUnary, f}};
+}
 constexpr RowFacts Binary(double (*f)(double, double)) {
   return {0, {TVXKernelOp::kBinary, nullptr, f}};
 }
@@ -471,9 +475,8 @@ void AddOperators(TVXExpressionEvaluatorBase& evaluator, std::span<const Operato
 void AddFunctions(TVXExpressionEvaluatorBase& evaluator, TVXParsFunctionType type,
                   std::span<const FunctionRow> rows) {
   for (const FunctionRow& row : rows) {
-    evaluator.AddWord(MakeFunctionWord(row.cls, row.facts, row.name, row.body, row.args,
-                                       row.syntax, type, row.description, row.defaults,
-                                       row.helpFile));
+    evaluator.AddWord(MakeFunctionWord(row.cls, row.facts, row.name, row.body, row.args, row.syntax,
+                                       type, row.description, row.defaults, row.helpFile));
   }
 }
 
@@ -497,8 +500,8 @@ void TVXExpressionEvaluator::FillExpressList() {
 
   AddWord(std::make_unique<TVXParsDoubleConstant>("pi", 3.141592653589793, "", kConstantsHelp));
   for (const ConstantRow& row : kConstants) {
-    auto constant = std::make_unique<TVXParsBooleanConstant>(row.name, row.value,
-                                                             row.description, kConstantsHelp);
+    auto constant = std::make_unique<TVXParsBooleanConstant>(row.name, row.value, row.description,
+                                                             kConstantsHelp);
     if (row.holdsBoolean) constant->Value.VarType = vtBoolean;
     AddWord(std::move(constant));
   }

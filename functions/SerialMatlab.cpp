@@ -13,7 +13,9 @@ namespace loom {
 
 namespace {
 
-[[noreturn]] void FailInvalidParameters() { throw EVXParserException(rsInvalidParameters); }
+[[noreturn]] void FailInvalidParameters() {
+  throw EVXParserException(rsInvalidParameters);
+}
 
 const std::string& StringArg(TVXParsExpressionRec* rec, std::size_t index) {
   const TVXParsDouble& arg = rec->Arg(index);

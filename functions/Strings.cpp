@@ -15,8 +15,8 @@
 #include <string_view>
 
 #include "functions/Bodies.h"
-#include "functions/FormulaHost.h"
 #include "functions/BodyHelpers.h"
+#include "functions/FormulaHost.h"
 #include "functions/TextFormats.h"
 
 namespace loom {
@@ -180,8 +180,8 @@ void _VXParsFormat(TVXParsExpressionRec* rec) {
   const TVXParsDouble& number = rec->Arg(1);
   if (!IsString(picture) || !IsNumber(number)) return SetText(rec->Result, rsInvalidArgumentTypes);
   rec->Result.StrValue.clear();
-  AppendFormatFloat(rec->Result.StrValue, picture.StrValue, number.Value, EvaluatorOf(rec).DecimalSeparator(),
-                    EvaluatorOf(rec).ThousandSeparator());
+  AppendFormatFloat(rec->Result.StrValue, picture.StrValue, number.Value,
+                    EvaluatorOf(rec).DecimalSeparator(), EvaluatorOf(rec).ThousandSeparator());
   rec->Result.VarType = vtString;
 }
 

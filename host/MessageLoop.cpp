@@ -45,9 +45,8 @@ bool TMessageLoop::Post(TMessageTargetId target, std::uint32_t message, std::int
 
 int TMessageLoop::RemovePending(TMessageTargetId target, std::uint32_t message) {
   std::lock_guard<std::mutex> lock(mutex_);
-  return static_cast<int>(std::erase_if(queue_, [&](const Queued& q) {
-    return q.target == target && q.message.Message == message;
-  }));
+  return static_cast<int>(std::erase_if(
+      queue_, [&](const Queued& q) { return q.target == target && q.message.Message == message; }));
 }
 
 TTimerId TMessageLoop::CreateTimer(std::function<void()> onTimer, std::int64_t intervalMs) {
@@ -56,7 +55,9 @@ TTimerId TMessageLoop::CreateTimer(std::function<void()> onTimer, std::int64_t i
   return id;
 }
 
-void TMessageLoop::DeleteTimer(TTimerId timer) { timers_.erase(timer); }
+void TMessageLoop::DeleteTimer(TTimerId timer) {
+  timers_.erase(timer);
+}
 
 void TMessageLoop::SetTimerInterval(TTimerId timer, std::int64_t intervalMs) {
   auto it = timers_.find(timer);
