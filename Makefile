@@ -24,7 +24,7 @@ setup:
 # back to the default build.
 configure: setup
 	cmake -S . -B $(BUILD_DIR) -DLOOM_BUILD_TESTS=ON -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF \
-	  $(CMAKE_FLAGS)
+	  -DLOOM_BENCH_EXPRTK=OFF $(CMAKE_FLAGS)
 
 build: configure
 	cmake --build $(BUILD_DIR) -j$(JOBS)
