@@ -24,7 +24,7 @@ setup:
 # back to the default build.
 configure: setup
 	cmake -S . -B $(BUILD_DIR) -DLOOM_BUILD_TESTS=ON -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF \
-	  $(CMAKE_FLAGS)
+	  -DLOOM_BENCH_EXPRTK=OFF $(CMAKE_FLAGS)
 
 build: configure
 	cmake --build $(BUILD_DIR) -j$(JOBS)
@@ -54,9 +54,10 @@ test-tsan: setup
 	  ctest --test-dir $(TSAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
 
 # Builds the benchmarks in Release, runs them once and prints the table of ratios
-# (Loom / muParser, Loom / hand-written C++) that the README shows.
+# (Loom / muParser, Loom / ExprTk, Loom / hand-written C++) that the README shows.
 bench: setup
-	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF \
+	  -DLOOM_BENCH_EXPRTK=ON
 	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_bench
 	$(BENCH_DIR)/bench/loom_bench --benchmark_min_time=0.3 --benchmark_min_warmup_time=0.1 \
 	  --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \

@@ -1,13 +1,17 @@
-// Loom's evaluator measured side by side with muParser and with hand-written C++ in one process:
-// scalar evaluation, vector evaluation per element, compilation, and heap allocations per
-// evaluation. bench/ratios.py turns one run (--benchmark_format=json) into the ratio table.
+// Loom's evaluator measured side by side with muParser, ExprTk and hand-written C++ in one
+// process: scalar evaluation, vector evaluation per element, compilation, and heap allocations
+// per evaluation. bench/ratios.py turns one run (--benchmark_format=json) into the ratio table.
 //
-// Benchmark names are "<family>/<case>/<engine>", engine one of loom, muparser, native.
+// Benchmark names are "<family>/<case>/<engine>", engine one of loom, muparser, exprtk, native.
+// The ExprTk rows exist when the build found ExprTk's header (LOOM_HAVE_EXPRTK).
 #include <benchmark/benchmark.h>
 #include <muParser.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,6 +20,9 @@
 #include "engine/Evaluator.h"
 #include "engine/Sections.h"
 #include "functions/Registry.h"
+#ifdef LOOM_HAVE_EXPRTK
+#include "ExprtkFormula.h"
+#endif
 
 namespace loom::bench {
 extern std::atomic<long> gAllocations;
@@ -23,14 +30,15 @@ extern std::atomic<long> gAllocations;
 
 namespace {
 
-using loom::TVXParsDouble;
 using loom::TVXExpressionEvaluator;
+using loom::TVXParsDouble;
 
 constexpr double kA = 1.25, kB = 2.5, kC = 0.75, kD = 0.5, kE = 3.0;
 
 // Reports the heap allocations of the timed loop per iteration.
 struct AllocationCounter {
-  explicit AllocationCounter(benchmark::State& s) : state(s), start(loom::bench::gAllocations.load()) {}
+  explicit AllocationCounter(benchmark::State& s)
+      : state(s), start(loom::bench::gAllocations.load()) {}
   ~AllocationCounter() {
     const double per = state.iterations() == 0
                            ? 0.0
@@ -52,10 +60,13 @@ struct ScalarCase {
   const char* name;
   const char* loom;      // one expression, or several lines for a section
   const char* muparser;  // the same computation in muParser's syntax
+  const char* exprtk;    // and in ExprTk's
   double (*native)(ScalarVars&);
 };
 
-__attribute__((noinline)) double NativeAbc(ScalarVars& v) { return v.a + v.b * v.c; }
+__attribute__((noinline)) double NativeAbc(ScalarVars& v) {
+  return v.a + v.b * v.c;
+}
 __attribute__((noinline)) double NativeTrig(ScalarVars& v) {
   return std::sin(v.a) * std::cos(v.b) + std::sqrt(v.c);
 }
@@ -65,7 +76,9 @@ __attribute__((noinline)) double NativeRatio(ScalarVars& v) {
 __attribute__((noinline)) double NativePower(ScalarVars& v) {
   return (v.a * v.a / std::sin(2 * M_PI / v.b)) - v.a / 2;
 }
-__attribute__((noinline)) double NativeIncrement(ScalarVars& v) { return v.a = v.a + 1; }
+__attribute__((noinline)) double NativeIncrement(ScalarVars& v) {
+  return v.a = v.a + 1;
+}
 __attribute__((noinline)) double NativeSection(ScalarVars& v) {
   double x = v.a + 1;
   double y = x > 2 ? x * 2 : x / 2;
@@ -87,14 +100,29 @@ constexpr const char* kSection =
     "u := w - d\n"
     "u / e";
 
+// The section in ExprTk's syntax, line for line: one multi-statement expression.
+constexpr const char* kExprtkSection =
+    "x := a + 1;\n"
+    "if (x > 2) {\n"
+    "  y := x * 2;\n"
+    "} else {\n"
+    "  y := x / 2;\n"
+    "};\n"
+    "z := y + b;\n"
+    "w := z * c;\n"
+    "u := w - d;\n"
+    "u / e";
+
 const ScalarCase kScalarCases[] = {
-    {"a+b*c", "a+b*c", "a+b*c", NativeAbc},
-    {"sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)", NativeTrig},
-    {"(a+b)*(c-d)/e", "(a+b)*(c-d)/e", "(a+b)*(c-d)/e", NativeRatio},
-    {"(a^2/sin(2*pi/b))-a/2", "(a^2/sin(2*pi/b))-a/2", "(a^2/sin(2*_pi/b))-a/2", NativePower},
-    {"a:=a+1", "a := a + 1", "a = a + 1", NativeIncrement},
+    {"a+b*c", "a+b*c", "a+b*c", "a+b*c", NativeAbc},
+    {"sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)",
+     "sin(a)*cos(b)+sqrt(c)", NativeTrig},
+    {"(a+b)*(c-d)/e", "(a+b)*(c-d)/e", "(a+b)*(c-d)/e", "(a+b)*(c-d)/e", NativeRatio},
+    {"(a^2/sin(2*pi/b))-a/2", "(a^2/sin(2*pi/b))-a/2", "(a^2/sin(2*_pi/b))-a/2",
+     "(a^2/sin(2*pi/b))-a/2", NativePower},
+    {"a:=a+1", "a := a + 1", "a = a + 1", "a := a + 1", NativeIncrement},
     {"section10", kSection,
-     "x = a + 1, y = x > 2 ? x * 2 : x / 2, z = y + b, w = z * c, u = w - d, u / e",
+     "x = a + 1, y = x > 2 ? x * 2 : x / 2, z = y + b, w = z * c, u = w - d, u / e", kExprtkSection,
      NativeSection},
 };
 
@@ -190,6 +218,7 @@ struct VectorCase {
   const char* name;
   const char* loom;
   const char* muparser;
+  const char* exprtk;  // ExprTk applies the same text element-wise to vectors
   void (*native)(const double* a, const double* b, const double* c, const double* d,
                  const double* e, double* out, std::size_t n);
 };
@@ -211,10 +240,11 @@ __attribute__((noinline)) void NativeTrigLoop(const double* a, const double* b, 
 }
 
 const VectorCase kVectorCases[] = {
-    {"a+b*c", "a+b*c", "a+b*c", NativeAbcLoop},
-    {"(a+b)*(c-d)/e", "(a+b)*(c-d)/e", "(a+b)*(c-d)/e", NativeRatioLoop},
-    {"sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)", NativeTrigLoop},
-    {"y:=a+b*c", "y := a+b*c", "y = a+b*c", NativeAbcLoop},
+    {"a+b*c", "a+b*c", "a+b*c", "a+b*c", NativeAbcLoop},
+    {"(a+b)*(c-d)/e", "(a+b)*(c-d)/e", "(a+b)*(c-d)/e", "(a+b)*(c-d)/e", NativeRatioLoop},
+    {"sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)", "sin(a)*cos(b)+sqrt(c)",
+     "sin(a)*cos(b)+sqrt(c)", NativeTrigLoop},
+    {"y:=a+b*c", "y := a+b*c", "y = a+b*c", "y := a+b*c", NativeAbcLoop},
 };
 
 struct VectorData {
@@ -286,8 +316,8 @@ void NativeVectorBench(benchmark::State& state, const VectorCase& c) {
 
 // A 400-character formula of the kind measurement users write, valid in both syntaxes.
 std::string LongFormula() {
-  const char* terms[] = {"a*1.5", "b/2.25", "sin(a)*cos(b)", "sqrt(c+d)", "(a+b)*(c-d)/e",
-                         "abs(a-b)", "exp(-c)", "max(a,b)", "min(c,d)", "a*b*c"};
+  const char* terms[] = {"a*1.5",    "b/2.25",  "sin(a)*cos(b)", "sqrt(c+d)", "(a+b)*(c-d)/e",
+                         "abs(a-b)", "exp(-c)", "max(a,b)",      "min(c,d)",  "a*b*c"};
   std::string text;
   for (int i = 0; text.size() < 400; ++i) {
     if (!text.empty()) text += (i % 3 == 0) ? "-" : "+";
@@ -320,11 +350,130 @@ void MuparserCompileBench(benchmark::State& state, std::string text) {
   }
 }
 
+// ---- ExprTk ----------------------------------------------------------------------------
+
+#ifdef LOOM_HAVE_EXPRTK
+using loom::bench::ExprtkFormula;
+
+// True when ExprTk's value agrees with the hand-written code's to rounding; a case whose
+// translation computes something else must not be timed.
+bool Agrees(double got, double want) {
+  return std::abs(got - want) <= 1e-12 * std::max(1.0, std::abs(want));
+}
+
+// The message for a value that does not agree, with every digit that tells the two apart.
+std::string Disagreement(double got, double want, const std::string& where) {
+  char text[96];
+  std::snprintf(text, sizeof text, "ExprTk gives %.17g%s, expected %.17g", got, where.c_str(),
+                want);
+  return text;
+}
+
+// Binds the scalar inputs a to e and the section's variables x to u, as the muParser rows do.
+bool BindExprtkScalars(ExprtkFormula& formula, ScalarVars& v, double (&locals)[5]) {
+  const char* localNames[] = {"x", "y", "z", "w", "u"};
+  bool ok = formula.BindScalar("a", v.a) && formula.BindScalar("b", v.b) &&
+            formula.BindScalar("c", v.c) && formula.BindScalar("d", v.d) &&
+            formula.BindScalar("e", v.e);
+  for (int i = 0; ok && i < 5; ++i) ok = formula.BindScalar(localNames[i], locals[i]);
+  return ok;
+}
+
+// ns per value() of a compiled expression over bound doubles, once checked against the
+// hand-written code.
+void ExprtkScalarBench(benchmark::State& state, const ScalarCase& c) {
+  ScalarVars v;
+  double locals[5] = {};
+  ExprtkFormula formula;
+  if (!BindExprtkScalars(formula, v, locals) || !formula.Compile(c.exprtk)) {
+    state.SkipWithError(formula.Error().c_str());
+    return;
+  }
+  ScalarVars expectedVars;
+  const double want = c.native(expectedVars), got = formula.Evaluate();
+  if (!Agrees(got, want)) {
+    state.SkipWithError(Disagreement(got, want, "").c_str());
+    return;
+  }
+  AllocationCounter allocations(state);
+  for (auto _ : state) benchmark::DoNotOptimize(formula.Evaluate());
+}
+
+// ExprTk's own vector processing: the inputs are bound with add_vector and the formula applies
+// element-wise, each operation one unrolled loop into the node's own buffer, which is where the
+// result of a bare formula stays (as Loom's stays in its evaluator). A loop in C++ over the
+// scalar expression would pay a whole evaluation per element.
+bool BindExprtkVectors(ExprtkFormula& formula, VectorData& data) {
+  const std::size_t n = data.a.size();
+  return formula.BindVector("a", data.a.data(), n) && formula.BindVector("b", data.b.data(), n) &&
+         formula.BindVector("c", data.c.data(), n) && formula.BindVector("d", data.d.data(), n) &&
+         formula.BindVector("e", data.e.data(), n) && formula.BindVector("y", data.y.data(), n) &&
+         formula.BindVector("out", data.out.data(), n);
+}
+
+// Empty when every element ExprTk computes for `c` agrees with the hand-written loop, else why
+// not. A bare formula's buffer is out of reach, so a second formula assigns it to `out`.
+std::string ExprtkVectorMismatch(const VectorCase& c, VectorData& data, ExprtkFormula& timed) {
+  const std::size_t n = data.a.size();
+  std::vector<double> want(n);
+  c.native(data.a.data(), data.b.data(), data.c.data(), data.d.data(), data.e.data(), want.data(),
+           n);
+  const bool assigns = std::string(c.loom).find(":=") != std::string::npos;
+  ExprtkFormula check;
+  if (assigns) {
+    timed.Evaluate();
+  } else if (!BindExprtkVectors(check, data) ||
+             !check.Compile(std::string("out := (") + c.exprtk + ")")) {
+    return check.Error();
+  } else {
+    check.Evaluate();
+  }
+  const std::vector<double>& got = assigns ? data.y : data.out;
+  for (std::size_t i = 0; i < n; ++i)
+    if (!Agrees(got[i], want[i]))
+      return Disagreement(got[i], want[i], " at element " + std::to_string(i));
+  return "";
+}
+
+// ns per element of ExprTk's vector evaluation, once checked element by element.
+void ExprtkVectorBench(benchmark::State& state, const VectorCase& c) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  VectorData data(n);
+  ExprtkFormula formula;
+  if (!BindExprtkVectors(formula, data) || !formula.Compile(c.exprtk)) {
+    state.SkipWithError(formula.Error().c_str());
+    return;
+  }
+  if (const std::string mismatch = ExprtkVectorMismatch(c, data, formula); !mismatch.empty()) {
+    state.SkipWithError(mismatch.c_str());
+    return;
+  }
+  AllocationCounter allocations(state);
+  for (auto _ : state) benchmark::DoNotOptimize(formula.Evaluate());
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+}
+
+// ns per compile() of the text into the same expression object, replacing its previous tree.
+void ExprtkCompileBench(benchmark::State& state, std::string text) {
+  ScalarVars v;
+  double locals[5] = {};
+  ExprtkFormula formula;
+  if (!BindExprtkScalars(formula, v, locals) || !formula.Compile(text)) {
+    state.SkipWithError(formula.Error().c_str());
+    return;
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(formula.Compile(text));
+}
+#endif
+
 void RegisterAll() {
   for (const ScalarCase& c : kScalarCases) {
     const std::string base = std::string("scalar/") + c.name;
     benchmark::RegisterBenchmark((base + "/loom").c_str(), LoomScalarBench, c);
     benchmark::RegisterBenchmark((base + "/muparser").c_str(), MuparserScalarBench, c);
+#ifdef LOOM_HAVE_EXPRTK
+    benchmark::RegisterBenchmark((base + "/exprtk").c_str(), ExprtkScalarBench, c);
+#endif
     benchmark::RegisterBenchmark((base + "/native").c_str(), NativeScalarBench, c);
   }
   for (const VectorCase& c : kVectorCases) {
@@ -332,13 +481,15 @@ void RegisterAll() {
       const std::string base = std::string("vector") + std::to_string(n) + "/" + c.name;
       benchmark::RegisterBenchmark((base + "/loom").c_str(), LoomVectorBench, c)->Arg(n);
       benchmark::RegisterBenchmark((base + "/muparser").c_str(), MuparserVectorBench, c)->Arg(n);
+#ifdef LOOM_HAVE_EXPRTK
+      benchmark::RegisterBenchmark((base + "/exprtk").c_str(), ExprtkVectorBench, c)->Arg(n);
+#endif
       benchmark::RegisterBenchmark((base + "/native").c_str(), NativeVectorBench, c)->Arg(n);
     }
   }
   std::vector<std::pair<std::string, std::string>> compiled;
   for (const ScalarCase& c : kScalarCases)
-    if (std::string(c.loom).find('\n') == std::string::npos)
-      compiled.emplace_back(c.name, c.loom);
+    if (std::string(c.loom).find('\n') == std::string::npos) compiled.emplace_back(c.name, c.loom);
   compiled.emplace_back("formula400", LongFormula());
   for (const auto& [name, text] : compiled) {
     const std::string base = "compile/" + name;
@@ -347,6 +498,9 @@ void RegisterAll() {
     if (mu.find(":=") != std::string::npos) mu.replace(mu.find(":="), 2, "=");
     if (mu.find("pi") != std::string::npos) mu.replace(mu.find("pi"), 2, "_pi");
     benchmark::RegisterBenchmark((base + "/muparser").c_str(), MuparserCompileBench, mu);
+#ifdef LOOM_HAVE_EXPRTK
+    benchmark::RegisterBenchmark((base + "/exprtk").c_str(), ExprtkCompileBench, text);
+#endif
   }
 }
 

@@ -4,9 +4,10 @@
     build-bench/bench/loom_bench --benchmark_format=json > run.json
     python3 bench/ratios.py run.json
 
-Times are wall-clock times of one run (the medians when it repeated each benchmark); each ratio compares Loom with muParser and with the
-hand-written C++ of the same case, so the figures of one table come from the same machine and
-moment. A ratio below 1 means Loom is faster.
+Times are wall-clock times of one run (the medians when it repeated each benchmark); each ratio
+compares Loom with muParser, with ExprTk (when the run has its rows) and with the hand-written C++
+of the same case, so the figures of one table come from the same machine and moment. A ratio
+below 1 means Loom is faster.
 """
 import json
 import sys
@@ -21,6 +22,7 @@ TARGETS = {
     ("compile", "loom/muparser"): 1.0,
 }
 SCALAR_NATIVE_CASE = "a+b*c"  # the one scalar case held within 1.5 x of hand-written code
+OTHERS = (("muparser", "muParser"), ("exprtk", "ExprTk"), ("native", "native"))
 
 
 def load(path):
@@ -28,9 +30,13 @@ def load(path):
         data = json.load(f)
     times = defaultdict(dict)
     allocs = {}
+    failed = {}  # benchmark name -> why it did not run, once per benchmark whatever the repetitions
     # With repetitions, the medians stand for their benchmarks; without, the single runs do.
     has_medians = any(b.get("aggregate_name") == "median" for b in data["benchmarks"])
     for b in data["benchmarks"]:
+        if b.get("error_occurred"):  # a benchmark that refused to run has no time
+            failed[b.get("run_name", b["name"])] = b.get("error_message", "?")
+            continue
         if has_medians != (b.get("aggregate_name") == "median"):
             continue
         parts = b.get("run_name", b["name"]).split("/")
@@ -43,7 +49,7 @@ def load(path):
         times[(family, case)][engine] = per
         if engine == "loom" and "allocs" in b:
             allocs[(family, case)] = b["allocs"]
-    return data.get("context", {}), times, allocs
+    return data.get("context", {}), times, allocs, failed
 
 
 def verdict(family, case, name, ratio):
@@ -58,17 +64,19 @@ def verdict(family, case, name, ratio):
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    context, times, allocs = load(sys.argv[1])
+    context, times, allocs, failed = load(sys.argv[1])
     print(f"Machine: {context.get('host_name', '?')}, {context.get('num_cpus', '?')} CPUs at "
           f"{context.get('mhz_per_cpu', '?')} MHz, load {context.get('load_avg', '?')}")
     print()
-    print("| benchmark | case | Loom | muParser | native | Loom/muParser | Loom/native | "
-          "allocs/eval |")
-    print("|---|---|---|---|---|---|---|---|")
+    # A build without ExprTk has no rows of it, and then no columns either.
+    others = [(key, title) for key, title in OTHERS if any(key in e for e in times.values())]
+    print("| benchmark | case | Loom | " + " | ".join(title for _, title in others) + " | " +
+          " | ".join(f"Loom/{title}" for _, title in others) + " | allocs/eval |")
+    print("|---" * (4 + 2 * len(others)) + "|")
     for (family, case), engines in times.items():
         loom = engines.get("loom")
         cells = []
-        for other in ("muparser", "native"):
+        for other, _ in others:
             value = engines.get(other)
             if loom is None or value is None:
                 cells.append("")
@@ -80,8 +88,12 @@ def main():
         fmt = lambda v: "" if v is None else f"{v:.3g} {unit}"
         alloc = allocs.get((family, case))
         alloc_text = "" if alloc is None else f"{round(alloc, 3):g}"
-        print(f"| {family} | `{case}` | {fmt(loom)} | {fmt(engines.get('muparser'))} | "
-              f"{fmt(engines.get('native'))} | {cells[0]} | {cells[1]} | {alloc_text} |")
+        columns = [fmt(loom)] + [fmt(engines.get(other)) for other, _ in others] + cells
+        print(f"| {family} | `{case}` | " + " | ".join(columns) + f" | {alloc_text} |")
+    for name, message in failed.items():
+        print(f"did not run: {name}: {message}", file=sys.stderr)
+    if failed:
+        sys.exit(1)
 
 
 if __name__ == "__main__":
