@@ -22,6 +22,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
+// The system's text for an errno value.
 std::string ErrnoText(int error) {
   return std::strerror(error);
 }
@@ -50,6 +51,7 @@ bool PollUntil(int fd, short events, TDeadline deadline) {
   }
 }
 
+// How a reaped child ended, for error texts.
 std::string DescribeStatus(int status) {
   if (WIFEXITED(status)) return "exit status " + std::to_string(WEXITSTATUS(status));
   if (WIFSIGNALED(status)) return "killed by signal " + std::to_string(WTERMSIG(status));
@@ -70,6 +72,7 @@ std::vector<std::string> ChildEnvironment(const std::vector<std::string>& extra)
   return env;
 }
 
+// The null-terminated pointer list that exec wants; strings must outlive it.
 std::vector<char*> PointerList(std::vector<std::string>& strings) {
   std::vector<char*> list;
   for (auto& s : strings) list.push_back(s.data());

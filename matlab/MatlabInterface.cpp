@@ -4,6 +4,7 @@ namespace loom {
 
 namespace {
 
+// Makes Octave engines with these options.
 TMatlabBridge::TEngineFactory OctaveFactory(TOctaveOptions options) {
   return [options = std::move(options)] { return std::make_unique<TOctaveEngine>(options); };
 }

@@ -4,6 +4,7 @@ namespace loom {
 
 namespace {
 
+// Octave's variable names: a letter, then letters, digits and underscores.
 bool IsNameStart(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }

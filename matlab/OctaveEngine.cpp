@@ -100,7 +100,10 @@ endfunction
       dims = sprintf ("%dx", size (v));
       error ("'%s' is %s; %d columns were asked for", name, dims(1:end-1), need);
     endif
-    row = double (v(1, 1:need));
+    row = zeros (1, 0);
+    if (need > 0)
+      row = double (v(1, 1:need));
+    endif
     data = [real(row(1:realCount)), imag(row(1:imagCount))];
     fid = fopen (file, "w");
     if (fid < 0)
@@ -138,10 +141,12 @@ std::string OctaveLiteral(std::string_view text) {
   return out + "])";
 }
 
+// "1500 ms", as the error texts show durations.
 std::string Milliseconds(std::chrono::milliseconds ms) {
   return std::to_string(ms.count()) + " ms";
 }
 
+// Creates path (mode 0600) holding exactly the size bytes at data; EMatlabError on failure.
 void WriteWhole(const std::string& path, const void* data, std::size_t size) {
   const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0) throw EMatlabError("cannot create " + path + ": " + std::strerror(errno));
@@ -191,6 +196,7 @@ void SwapOnBigEndian(std::span<double> values) {
   }
 }
 
+// 16 hexadecimal digits from the system's random source: a token no user output will contain.
 std::string RandomToken() {
   std::random_device device;
   const std::uint64_t value = (std::uint64_t{device()} << 32) ^ device();

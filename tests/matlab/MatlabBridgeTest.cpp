@@ -79,7 +79,8 @@ TEST_F(MatlabBridgeTest, VectorsComeBackBitForBit) {
 }
 
 TEST_F(MatlabBridgeTest, PartsAndShapes) {
-  MLExecuteCommand("z = [1+2i, 3-4i, 5; 7 8 9];");
+  MLExecuteCommand("z = [1+2i, 3-4i, 5; 7 8 9]; e = [];");
+  EXPECT_EQ(ErrorOf([] { MLGetFullMatrix("e", "base", nullptr, -1, nullptr, -1); }), "");
   double re[2] = {}, im[3] = {};
   MLGetFullMatrix("z", "base", re, 1, im, 2);  // the first row, as many columns as asked
   EXPECT_EQ(std::vector<double>(re, re + 2), (std::vector<double>{1, 3}));
@@ -102,7 +103,7 @@ TEST_F(MatlabBridgeTest, ErrorsReachTheCallerWithTheirTexts) {
     std::function<void()> call;
     const char* message;
   } rows[] = {
-      {[&] { MLGetFullMatrix("nothere", "base", out, 0, nullptr, -1); },
+      {[&] { MLGetFullMatrix("nothere", "base", out, -1, nullptr, -1); },
        "GetFullMatrix(\"nothere\"): 'nothere' undefined"},
       {[&] { MLGetFullMatrix("r", "base", out, 4, nullptr, -1); },
        "GetFullMatrix(\"r\"): 'r' is 1x3; 5 columns were asked for"},
