@@ -51,6 +51,7 @@ int EngineColumnCount(std::string_view output) {
   if (p - 1 >= trimmed.size()) return 0;
   std::string_view text = trimmed.substr(p - 1, next + 1 - p);
   while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
   int count = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
   return error == std::errc() && end == text.data() + text.size() ? count : 0;

@@ -39,8 +39,9 @@ class TMatlabEngine {
   virtual bool IsRunning() const = 0;
 
   // Runs command in the base workspace and returns what it printed, in MATLAB's layout. An error
-  // inside the command is part of that text (after the output printed before it), not thrown.
-  virtual std::string Execute(const std::string& command) = 0;
+  // inside the command is part of that text (after the output printed before it), not thrown;
+  // failed tells whether there was one.
+  virtual std::string Execute(const std::string& command, bool& failed) = 0;
   // Makes name in workspace a 1 x real.size() real row. imag is empty or as long as real; its
   // values are not sent (the engine always receives a zero imaginary part).
   virtual void PutFullMatrix(const std::string& name, const std::string& workspace,

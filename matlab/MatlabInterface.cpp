@@ -81,8 +81,12 @@ auto TMatlabBridge::Guarded(TCall&& call) {
   }
 }
 
-std::string TMatlabBridge::ExecuteCommand(const std::string& command) {
-  return Guarded([&](TMatlabEngine& engine) { return engine.Execute(command); });
+std::string TMatlabBridge::ExecuteCommand(const std::string& command, bool* failed) {
+  bool commandFailed = false;
+  std::string text =
+      Guarded([&](TMatlabEngine& engine) { return engine.Execute(command, commandFailed); });
+  if (failed != nullptr) *failed = commandFailed;
+  return text;
 }
 
 void TMatlabBridge::PutFullMatrix(const std::string& name, const std::string& workspace,

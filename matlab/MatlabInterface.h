@@ -40,7 +40,8 @@ class TMatlabBridge {
   void Disconnect();
   bool Connected() const;
 
-  std::string ExecuteCommand(const std::string& command);
+  // The command's output text; an error inside the command is part of it and sets *failed.
+  std::string ExecuteCommand(const std::string& command, bool* failed = nullptr);
   void PutFullMatrix(const std::string& name, const std::string& workspace,
                      std::span<const double> real, std::span<const double> imag);
   void GetFullMatrix(const std::string& name, const std::string& workspace, std::span<double> real,

@@ -293,7 +293,7 @@ void TOctaveEngine::WriteHelpers() const {
   }
 }
 
-std::string TOctaveEngine::Execute(const std::string& command) {
+std::string TOctaveEngine::Execute(const std::string& command, bool& failed) {
   if (!IsRunning()) throw EMatlabEngineLost("the Octave engine is not running");
   const std::string file = FilePath("command.txt");
   WriteWhole(file, command.data(), command.size());
@@ -301,7 +301,8 @@ std::string TOctaveEngine::Execute(const std::string& command) {
   TReply reply =
       Call(id, "__loom_call__ (" + std::to_string(id) + ", " + OctaveLiteral(file) + ");\n");
   std::string text = reply.Stray + MatlabDisplayLayout(reply.Output);
-  if (!reply.Error.empty()) {
+  failed = !reply.Error.empty();
+  if (failed) {
     text += "error: " + reply.Error;
     if (text.back() != '\n') text += '\n';
   }

@@ -51,7 +51,7 @@ class TOctaveEngine final : public TMatlabEngine {
   void Start() override;
   void Stop() override;
   bool IsRunning() const override { return process_.Running(); }
-  std::string Execute(const std::string& command) override;
+  std::string Execute(const std::string& command, bool& failed) override;
   void PutFullMatrix(const std::string& name, const std::string& workspace,
                      std::span<const double> real, std::span<const double> imag) override;
   void GetFullMatrix(const std::string& name, const std::string& workspace, std::span<double> real,

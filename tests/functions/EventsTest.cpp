@@ -84,7 +84,8 @@ TEST(EventsAndTiming, WrongKindsAndMissingEngineAreReported) {
       {"SerialWriteString(1)", "Invalid parameters"},
       {"MatlabPutVector(\"x\", 3)", "Invalid parameters"},
       {"MatlabCommand(\"disp(1)\")", "MatlabCommand: this function is not available in this build"},
-      {"MatlabGetVector(\"x\", v)", "MatlabGetVector: this function is not available in this build"},
+      {"MatlabGetVector(\"x\", v)",
+       "MatlabGetVector: this function is not available in this build"},
   };
   for (const ErrorCase& c : cases) EXPECT_EQ(ErrorOf(ev, c.formula), c.message) << c.formula;
   EXPECT_TRUE(ev.DeferredEvents.empty());
@@ -109,14 +110,20 @@ TEST(EventsAndTiming, ColumnCountRuleReadsTheLineAfterTheFirstBlankLine) {
     const char* output;
     int count;
   } rows[] = {
-      {"ans =\n\n     5\n\n", 5},
-      {"x =\n\n   120\n", 120},
-      {"ans =\n\n     0\n\n", 0},
-      {"ans = 5\n", 0},  // no blank line
-      {"ans =\n\n     5", 0},  // no line end after the value
-      {"ans =\n\n   5x\n", 0},
+      {"ans =\n\n    5\n\n", 5},        // the engine bridge's layout
+      {"\nans =\n\n     5\n\n", 5},     // with a leading line feed
+      {"ans =\n\n    12\nrest\n", 12},  // only up to the next line feed
+      {"ans =\n\n   -3\n\n", -3},
+      {"ans =\n\n   +4\n\n", 4},
+      {"ans =\n\n    0\n\n", 0},
+      {"ans = 5\n", 0},       // no blank line
+      {"ans =\n\n    5", 0},  // no line feed after the value
+      {"ans =\n\n    5.5\n\n", 0},
+      {"ans =\n\n    99999999999\n\n", 0},
+      {"error: 'x' undefined\n", 0},
       {"", 0},
-      {"  x =\n\n 7\n", 0},  // leading blanks shift the trimmed text: kept as it is
+      {" x\n\n12\n", 2},     // a leading blank shifts the piece: kept as the rule reads it
+      {"  x =\n\n 7\n", 0},  // ... or moves it past the end
   };
   for (const auto& row : rows) EXPECT_EQ(EngineColumnCount(row.output), row.count) << row.output;
 }

@@ -18,7 +18,8 @@
 #include <vector>
 
 #include "matlab/MatlabInterface.h"
-#include "matlab/MatlabVector.h"
+#include "panel/MatlabLink.h"
+#include "tests/functions/FormulaTestSupport.h"
 
 namespace loom {
 namespace {
@@ -128,17 +129,24 @@ TEST_F(MatlabBridgeTest, ErrorsReachTheCallerWithTheirTexts) {
   EXPECT_EQ(EnginePid(), pid);  // none of these counts as a lost engine
 }
 
-TEST_F(MatlabBridgeTest, GetVectorFollowsTheColumnCountOfTheEngine) {
-  std::vector<double> v = {42};
-  EXPECT_EQ(MatlabColumnCount(MLExecuteCommand("size(undefinedname,2)")), 0);
-  EXPECT_EQ(MLGetVector("undefinedname", v), 0);
-  EXPECT_EQ(v, std::vector<double>{42});
-  MLExecuteCommand("m = [1 2 3 4 5];");
-  EXPECT_EQ(MatlabColumnCount(MLExecuteCommand("size(m,2)")), 5);
-  EXPECT_EQ(MLGetVector("m", v), 1);
-  EXPECT_EQ(v, (std::vector<double>{1, 2, 3, 4, 5}));
-  EXPECT_EQ(MLPutVector("p", {0.5, -2}), 1);
-  EXPECT_EQ(MLExecuteCommand("p"), "p =\n\n   0.5000  -2.0000\n\n");
+// The engine functions of formulas, on the real engine's replies.
+TEST_F(MatlabBridgeTest, FormulasReachTheEngineAndReadItsDisplayText) {
+  struct EngineHost : TFormulaHost {
+    TMatlabFormulaEngine engine{MLBridge()};
+    TFormulaEngine* Engine() override { return &engine; }
+  } host;
+  TVXExpressionEvaluator ev;
+  ev.Host = &host;
+  auto text = [&](const char* formula) { return ParsDoubleAsString(EvaluateOnce(ev, formula)); };
+  EXPECT_EQ(text("v := [42]"), "[ 42]");
+  EXPECT_EQ(text("MatlabGetVector(\"undefinedname\", v)"), "0");  // no columns: v stays
+  EXPECT_EQ(text("v"), "[ 42]");
+  EXPECT_EQ(text("MatlabCommand(\"m = [1 2 3 4 5]; size(m, 2)\")"), "ans =\n\n    5\n\n");
+  EXPECT_EQ(text("MatlabGetVector(\"m\", v)"), "1");
+  EXPECT_EQ(text("v"), "[ 1, 2, 3, 4, 5]");
+  EXPECT_EQ(text("MatlabPutVector(\"p\", [0.5, -2])"), "1");
+  EXPECT_EQ(text("MatlabCommand(\"p\")"), "p =\n\n   0.5000  -2.0000\n\n");
+  EXPECT_EQ(ErrorOf(ev, "MatlabCommand(\"error('bad value %d', 7)\")"), "error: bad value 7\n");
 }
 
 TEST_F(MatlabBridgeTest, ACallPastItsTimeOutIsInterruptedAndTheEngineStaysUsable) {
@@ -223,9 +231,11 @@ TEST_F(MatlabBridgeTest, TwoThreadsCallingAtOnceEachSeeTheirOwnData) {
     const std::string name = "t" + std::to_string(which);
     for (int i = 0; i < 20 && *ok; ++i) {
       const std::vector<double> values(50 + i, which * 1000.0 + i);
-      MLPutVector(name, values);
-      std::vector<double> back;
-      *ok = MLGetVector(name, back) == 1 && back == values &&
+      MLPutFullMatrix(name, "base", values.data(), static_cast<int>(values.size()) - 1, nullptr,
+                      -1);
+      std::vector<double> back(values.size());
+      MLGetFullMatrix(name, "base", back.data(), static_cast<int>(back.size()) - 1, nullptr, -1);
+      *ok = back == values &&
             MLExecuteCommand("disp(" + name + "(end))") == std::to_string(which * 1000 + i) + "\n";
     }
   };

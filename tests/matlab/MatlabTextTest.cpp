@@ -1,36 +1,13 @@
-// The two text rules of the bridge, without an engine: the column count that MatlabGetVector
-// reads from a reply, and the rewrite of Octave's one-line scalar displays into MATLAB's layout.
+// The text rule of the bridge, without an engine: the rewrite of Octave's one-line scalar
+// displays into MATLAB's layout.
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "matlab/MatlabVector.h"
 #include "matlab/OctaveDisplay.h"
 
 namespace loom {
 namespace {
-
-TEST(MatlabTextTest, ColumnCountReadsTheLineAfterTheFirstBlankLine) {
-  const struct {
-    const char* reply;
-    int count;
-  } rows[] = {
-      {"ans =\n\n    5\n\n", 5},        // this bridge's layout
-      {"\nans =\n\n     5\n\n", 5},     // MATLAB's, with its leading line feed
-      {"ans =\n\n    12\nrest\n", 12},  // only up to the next line feed
-      {"ans =\n\n   -3\n\n", -3},
-      {"ans =\n\n    0\n\n", 0},
-      {" x\n\n12\n", 2},      // a leading blank shifts the piece: kept as the rule reads it
-      {"ans =\n\n    5", 0},  // no line feed after the count: an empty piece
-      {"ans =\n\n    5.5\n\n", 0},
-      {"ans =\n\n    99999999999\n\n", 0},
-      {"error: 'x' undefined\n", 0},
-      {"", 0},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(MatlabColumnCount(row.reply), row.count) << '"' << row.reply << '"';
-  }
-}
 
 TEST(MatlabTextTest, ScalarDisplaysTakeMatlabsLayoutAndNothingElseChanges) {
   const struct {
