@@ -1,0 +1,132 @@
+// Data in and out: blocks of channel data become the values of the input variables, and the
+// values of the output variables go out as channel data.
+#include <cstring>
+
+#include "panel/FormulaPanel.h"
+
+namespace loom {
+
+namespace {
+
+// Makes slot a number for one sample, a vector for several and an empty vector for none.
+void StoreSamples(const TChannelBlock& block, TVXParsDouble& slot) {
+  if (block.Count == 1) {
+    slot.VarType = vtDouble;
+    slot.Value = block.Samples[0];
+    return;
+  }
+  slot.VarType = vtVector;
+  slot.Vector.resize(block.Count);
+  if (block.Count > 0) std::memcpy(slot.Vector.data(), block.Samples, block.Count * sizeof(double));
+}
+
+}  // namespace
+
+// Data channel k feeds the input variable named by the k-th channel variable; when that names
+// no input variable, it feeds input variable k.
+std::size_t TKQVXFormulaPanel::SlotOfChannel(std::size_t k) const {
+  if (k < settings_.ChannelVariables.size()) {
+    const std::string& name = settings_.ChannelVariables[k];
+    for (std::size_t i = 0; i < settings_.InputVariables.size(); ++i)
+      if (!name.empty() && settings_.InputVariables[i] == name) return i;
+  }
+  return k;
+}
+
+void TKQVXFormulaPanel::SetupDataSink() { host_.SetInputChannels(settings_.ChannelOrigins); }
+
+void TKQVXFormulaPanel::SetupDataSource() {
+  host_.ChannelListClear();
+  for (const TOutputChannelDefinition& channel : settings_.OutputChannels)
+    host_.ChannelListAdd(channel);
+  host_.ChannelChangeUpdate();
+}
+
+// The time axis of a block comes from the first channel's definition; extra channels are
+// ignored and inputs without a channel keep their values.
+void TKQVXFormulaPanel::DoOnNewData(const std::vector<TChannelBlock>& channels,
+                                    const std::vector<double>* times, double start) {
+  if (!panelEnabled_) return;
+  const std::size_t handled = std::min(channels.size(), inputs_.size());
+  for (std::size_t k = 0; k < handled; ++k) {
+    const std::size_t slot = SlotOfChannel(k);
+    if (slot >= inputs_.size()) continue;
+    if (k == 0) {
+      timestart_ = TVXParsDouble::Number(channels[k].TimeStart);
+      timelength_ = TVXParsDouble::Number(channels[k].TimeEnd - channels[k].TimeStart);
+    }
+    StoreSamples(channels[k], inputs_[slot]);
+  }
+  if (times != nullptr && !times->empty()) {
+    timestart_ = TVXParsDouble::Number(start);
+    timeChannel_.VarType = vtVector;
+    timeChannel_.Vector = *times;
+  }
+}
+
+// The values of the output variables, deep copies; invalid tells whether one cannot be sent.
+std::vector<TVXParsDouble> TKQVXFormulaPanel::OutputValues(bool& invalid) const {
+  invalid = false;
+  std::vector<TVXParsDouble> values(settings_.OutputChannels.size());
+  for (std::size_t n = 0; n < values.size(); ++n) {
+    TVXParsExprWord* word = evaluator_.Words().Find(settings_.OutputChannels[n].Origin.c_str());
+    TVXParsDouble* value = word != nullptr ? word->AsPointer() : nullptr;
+    if (value != nullptr && (value->VarType == vtDouble || value->VarType == vtVector))
+      CopyParsDouble(*value, values[n]);
+    else
+      invalid = true, values[n].VarType = vtString;  // marks the channel as not sendable
+  }
+  return values;
+}
+
+void TKQVXFormulaPanel::SendOutputs(const std::vector<TVXParsDouble>& values,
+                                    const TVXParsDouble& timeChannel, double timeStart,
+                                    double timeLength) {
+  bool invalid = false;
+  for (std::size_t n = 0; n < values.size(); ++n) {
+    const TVXParsDouble& value = values[n];
+    TOutputBlock block;
+    block.Channel = static_cast<int>(n);
+    block.TimeStart = timeStart;
+    block.TimeLength = timeLength;
+    if (value.VarType == vtDouble) {
+      block.Samples = &value.Value;
+      block.Count = 1;
+    } else if (value.VarType == vtVector) {
+      block.Samples = value.Vector.data();
+      block.Count = value.Vector.size();
+    } else {
+      invalid = true;
+      continue;
+    }
+    if (timeChannel.VarType == vtVector && timeChannel.Vector.size() == block.Count)
+      block.Times = &timeChannel.Vector;
+    host_.SendData(block);
+  }
+  if (invalid)
+    FireEvent(fpevInvalidDataTypeInDataChannel,
+              kPanelEvents[fpevInvalidDataTypeInDataChannel].DisplayText);
+}
+
+void TKQVXFormulaPanel::UpdateDataSourceOutput() {
+  if (settings_.OutputChannels.empty()) return;
+  bool invalid = false;
+  const std::vector<TVXParsDouble> values = OutputValues(invalid);
+  SendOutputs(values, timeChannel_, timestart_.Value, timelength_.Value);
+}
+
+void TKQVXFormulaPanel::CopyCacheToOutputQueue() {
+  auto packet = std::make_unique<TWLDataOutputPacket>();
+  CopyResult(cycleResult_, packet->Result);
+  packet->EnableOutput = enableOutput_.Value;
+  bool invalid = false;
+  packet->Channels = OutputValues(invalid);
+  CopyParsDouble(timeChannel_, packet->TimeChannel);
+  packet->TimeStart = timestart_.Value;
+  packet->TimeLength = timelength_.Value;
+  packet->Events = std::move(evaluator_.DeferredEvents);
+  evaluator_.DeferredEvents.clear();
+  outputQueue_.push_back(std::move(packet));
+}
+
+}  // namespace loom
