@@ -19,15 +19,6 @@
 
 namespace loom {
 
-// The message numbers that hosts and components exchange. They are an interface: keep them.
-enum TLoomMessage : std::uint32_t {
-  kMsgSerialInputQueued = 1025,  // a serial reader queued an input string
-  kMsgSerialOutputDone = 1026,   // a serial output finished
-  kMsgEvaluate = 3044,           // a panel asks itself for one Formula cycle
-  kMsgStopRequest = 4148,        // a panel asks the host to stop the measurement
-  kMsgDataDone = 9216,           // a panel's evaluation thread has results waiting
-};
-
 using TMessageTargetId = std::uint64_t;  // 0 is never a target
 using TTimerId = std::uint64_t;          // 0 is never a timer
 

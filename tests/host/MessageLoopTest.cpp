@@ -33,15 +33,15 @@ TEST(MessageLoopTest, DroppedTargetsAndRemovedMessagesAreNeverDelivered) {
   const TMessageTargetId ta = loop.RegisterTarget([&](const TMessage&) { ++a; });
   const TMessageTargetId tb = loop.RegisterTarget([&](const TMessage& m) { b += m.Message; });
   loop.Post(ta, 1);
-  loop.Post(tb, kMsgSerialInputQueued);
-  loop.Post(tb, kMsgSerialOutputDone);
-  loop.Post(tb, kMsgSerialInputQueued);
-  EXPECT_EQ(loop.RemovePending(tb, kMsgSerialInputQueued), 2);
+  loop.Post(tb, 1025);
+  loop.Post(tb, 1026);
+  loop.Post(tb, 1025);
+  EXPECT_EQ(loop.RemovePending(tb, 1025), 2);
   loop.UnregisterTarget(ta);
   EXPECT_FALSE(loop.Post(ta, 1));
   loop.ProcessPending();
   EXPECT_EQ(a, 0);
-  EXPECT_EQ(b, static_cast<int>(kMsgSerialOutputDone));
+  EXPECT_EQ(b, 1026);
 }
 
 TEST(MessageLoopTest, PostsFromWorkersArriveOnTheLoopThreadExactlyOnce) {
@@ -108,7 +108,7 @@ TEST(MessageLoopTest, WaitAndProcessWakesForAPostFromAnotherThread) {
   TMessageLoop loop;
   std::atomic<bool> got{false};
   const TMessageTargetId t = loop.RegisterTarget([&](const TMessage&) { got = true; });
-  std::thread poster([&] { loop.Post(t, kMsgDataDone); });
+  std::thread poster([&] { loop.Post(t, 9216); });
   for (int i = 0; i < 100 && !got; ++i) loop.WaitAndProcess(100);
   poster.join();
   EXPECT_TRUE(got);
