@@ -20,6 +20,7 @@
 namespace loom {
 
 // The message numbers that hosts and components exchange. They are an interface: keep them.
+// A serial port's own numbers, 1025 to 1028, are TSerialMessage in serial/SerialTypes.h.
 enum TLoomMessage : std::uint32_t {
   kMsgSerialInputQueued = 1025,  // a serial reader queued an input string
   kMsgSerialOutputDone = 1026,   // a serial output finished
