@@ -102,7 +102,13 @@ int RunScriptFile(TVXExpressionEvaluatorBase& evaluator, const TEvalOptions& opt
 
 int RunEvalCommand(const TEvalOptions& options, std::istream& in, std::ostream& out,
                    std::ostream& err) {
-  auto evaluator = MakeEvaluator(options.Evaluator);
+  std::unique_ptr<TVXExpressionEvaluatorBase> evaluator;
+  try {
+    evaluator = MakeEvaluator(options.Evaluator);
+  } catch (const std::exception& error) {
+    err << "the engine did not start: " << error.what() << '\n';
+    return kExitError;
+  }
   if (!options.ScriptFile.empty()) return RunScriptFile(*evaluator, options, in, out, err);
   return EvaluateExpressions(*evaluator, options, out, err);
 }

@@ -19,9 +19,12 @@ struct TEvaluatorOptions {
   bool CStyle = false;          // the C-style spellings (||, &&, ==, != ...) on top
   char DecimalSeparator = '.';  // with ',' the list separator is ';'
   bool ConstantFolding = true;
+  bool ConnectEngine = false;  // start the engine bridge before the first formula
 };
 
-// A fresh evaluator with every word of the language registered and the options applied.
+// A fresh evaluator with every word of the language registered and the options applied. Its
+// host is the command line's: the system clock and the engine bridge, which starts on the first
+// engine function (or at once with ConnectEngine; a failure to start then raises).
 std::unique_ptr<TVXExpressionEvaluatorBase> MakeEvaluator(const TEvaluatorOptions& options);
 
 }  // namespace loom

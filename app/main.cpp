@@ -11,6 +11,7 @@
 #include "app/EvalCommand.h"
 #include "app/ListCommands.h"
 #include "app/Repl.h"
+#include "serial/PortTable.h"
 
 namespace {
 
@@ -27,6 +28,8 @@ void AddEvaluatorOptions(CLI::App& command, TEvaluatorOptions& options, std::str
       ->check(CLI::IsMember({".", ","}))
       ->type_name("C");
   command.add_flag("--no-fold", noFold, "compile without constant folding");
+  command.add_flag("--engine", options.ConnectEngine,
+                   "start the engine bridge (octave-cli) before the first formula");
 }
 
 void ApplyEvaluatorOptions(TEvaluatorOptions& options, const std::string& separator, bool noFold) {
@@ -132,6 +135,8 @@ int main(int argc, char** argv) {
   CLI::App* helpTopicCommand =
       app.add_subcommand("help-topic", "print the help page of a function, operator or name");
   helpTopicCommand->add_option("NAME", topicName, "the word")->required()->type_name("");
+  CLI::App* portsCommand = app.add_subcommand(
+      "ports", "list the serial port table: number, device and whether it can be opened now");
 
   try {
     std::vector<std::string> arguments = ProtectBracketArguments(argc, argv);
@@ -154,6 +159,10 @@ int main(int argc, char** argv) {
   if (replCommand->parsed()) {
     ApplyEvaluatorOptions(repl, replSeparator, replNoFold);
     return RunRepl(repl);
+  }
+  if (portsCommand->parsed()) {
+    std::cout << DescribePortTable();
+    return kExitOk;
   }
   if (functionsCommand->parsed()) return RunFunctionsCommand(words, std::cout);
   if (operatorsCommand->parsed()) return RunOperatorsCommand(words, std::cout);

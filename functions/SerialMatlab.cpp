@@ -66,7 +66,11 @@ void _VXParsSerialWriteString(TVXParsExpressionRec* rec) {
 void _VXParsMatlabCommand(TVXParsExpressionRec* rec) {
   const std::string& command = StringArg(rec, 0);
   TEngineReply reply = EngineOf(rec, "MatlabCommand").ExecuteCommand(command);
-  if (reply.Failed) throw EVXParserException(reply.Output);
+  if (reply.Failed) {
+    // The error text is one message: without the line end the command window gave it.
+    while (!reply.Output.empty() && reply.Output.back() == '\n') reply.Output.pop_back();
+    throw EVXParserException(reply.Output);
+  }
   rec->Result.VarType = vtString;
   rec->Result.StrValue = std::move(reply.Output);
 }

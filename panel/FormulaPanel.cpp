@@ -25,7 +25,9 @@ namespace {
 // Initialization and Exit ask the host to stop after running this long.
 constexpr std::uint32_t kSectionWatchdogMs = 60000;
 
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
+std::string Quoted(const std::string& text) {
+  return "\"" + text + "\"";
+}
 
 }  // namespace
 
@@ -56,7 +58,8 @@ class TKQVXFormulaPanel::TSectionWatch : public TVXSectionObserver {
   std::uint32_t start_;
 };
 
-TKQVXFormulaPanel::TKQVXFormulaPanel(TPanelHost& host) : host_(host) {
+TKQVXFormulaPanel::TKQVXFormulaPanel(TPanelHost& host)
+    : host_(host), port_(std::make_unique<TSerialIO>(static_cast<TSerialWindow&>(*this))) {
   evaluator_.Host = this;
   host_.AttachPanel(this);
   InitializeEvaluator();
@@ -67,6 +70,7 @@ TKQVXFormulaPanel::~TKQVXFormulaPanel() {
   inputQueue_.clear();
   Abort();
   outputQueue_.clear();
+  port_.reset();
   host_.SetExecutionTimer(false, settings_.limitExecutionIntervalTimer);
   host_.AttachPanel(nullptr);
 }
@@ -78,6 +82,7 @@ void TKQVXFormulaPanel::ReadProperties(const std::string& text) {
   settings_ = ReadPanelSettings(text, problems);
   host_.SetExecutionTimer(false, settings_.limitExecutionIntervalTimer);
   InitializeEvaluator();
+  ApplySerialSettings(problems);
   CreateEvents();
   SetupDataSource();
   SetupEvaluator(settings_.Expressions, settings_.InputVariables, problems);
@@ -87,11 +92,15 @@ void TKQVXFormulaPanel::ReadProperties(const std::string& text) {
   throw EVXParserException(message);
 }
 
-std::string TKQVXFormulaPanel::WriteProperties() const { return WritePanelSettings(settings_); }
+std::string TKQVXFormulaPanel::WriteProperties() const {
+  return WritePanelSettings(settings_);
+}
 
 // --- lifecycle ---
 
-void TKQVXFormulaPanel::Loaded() { _closeallfiles(); }
+void TKQVXFormulaPanel::Loaded() {
+  _closeallfiles();
+}
 
 void TKQVXFormulaPanel::LoadFinished() {
   _closeallfiles();
@@ -252,6 +261,7 @@ void TKQVXFormulaPanel::WndProc(std::uint32_t message) {
       MSGDataDone();
       break;
     default:
+      port_->MSGWndProc(message);
       break;
   }
 }
@@ -340,8 +350,11 @@ void TKQVXFormulaPanel::OnAction(bool read, TPropertyValue& value) {
                                          "Exit"};
     static const std::int64_t kValues[] = {fpaNone, fpaEvaluate, fpaInitialize, fpaEvaluate,
                                            fpaExit};
-    for (std::size_t i = 0; i < std::size(kNames); ++i)
-      if (*text == kNames[i]) value = kValues[i];
+    for (std::size_t i = 0; i < std::size(kNames); ++i) {
+      if (*text != kNames[i]) continue;
+      value = kValues[i];  // text is gone from here on
+      break;
+    }
   } else if (const auto* number = std::get_if<double>(&value)) {
     value = static_cast<std::int64_t>(*number);
   }
@@ -372,7 +385,9 @@ void TKQVXFormulaPanel::OnAction(bool read, TPropertyValue& value) {
 
 // --- the formulas' host ---
 
-std::uint32_t TKQVXFormulaPanel::TickCount() { return host_.TickCount(); }
+std::uint32_t TKQVXFormulaPanel::TickCount() {
+  return host_.TickCount();
+}
 
 void TKQVXFormulaPanel::UpdateOutputs() {
   CopyCacheToOutputQueue();
@@ -390,6 +405,54 @@ void TKQVXFormulaPanel::UpdateInputData() {
   timelength_.Value = packet->TimeLength;
   stringInput_.VarType = vtString;
   stringInput_.StrValue = packet->StringInput;
+}
+
+// --- the serial port ---
+
+// The port's settings in the order they depend on each other: the input rule first, then the
+// parameter string, which opens the port, then the input mode, which starts its reader.
+void TKQVXFormulaPanel::ApplySerialSettings(std::vector<std::string>& problems) {
+  const TSerialSettings& serial = settings_.Serial;
+  port_->SetEOLSequenze(serial.EOLSequence);
+  port_->SetInputCharacterCount(serial.MaxSequenceLength);
+  try {
+    port_->SetParameterString(serial.Parameter);
+  } catch (const std::exception& error) {
+    problems.push_back(std::string("[Serial IO] Parameter: ") + error.what());
+  }
+  if (serial.InputOperationMode < iomNoInput || serial.InputOperationMode > iomEOLSequenze) {
+    problems.push_back(
+        "[Serial IO] InputOperationMode: " + std::to_string(serial.InputOperationMode) +
+        " is not an input mode (0, 1 or 2)");
+    return;
+  }
+  port_->SetInputOperationMode(static_cast<TPortInputOperationModes>(serial.InputOperationMode));
+}
+
+bool TKQVXFormulaPanel::PostMessage(std::uint32_t message) {
+  host_.PostMessage(message);
+  return true;
+}
+
+int TKQVXFormulaPanel::RemoveMessages(std::uint32_t message) {
+  return host_.RemoveMessages(message);
+}
+
+// A complete serial input: it becomes SerialInput, and a cycle runs unless the formula set
+// SerialInputTrigger to 0.
+void TKQVXFormulaPanel::DoOnValidInputString(const std::string& text) {
+  serialInput_.VarType = vtString;
+  serialInput_.StrValue = text;
+  if (serialInputTrigger_.Value != 0) HandleExecute(true);
+  FireEvent(fpevSerialInputTrigger, text);
+}
+
+void TKQVXFormulaPanel::DoOnOutputDone() {
+  FireEvent(fpevSerialOutputDone);
+}
+
+void TKQVXFormulaPanel::SerialWriteString(const std::string& bytes) {
+  if (port_->IsOpen()) port_->OutputString(bytes);
 }
 
 TFormulaEngine* TKQVXFormulaPanel::Engine() {

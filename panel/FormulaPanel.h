@@ -20,6 +20,7 @@
 #include "functions/Registry.h"
 #include "panel/PanelHost.h"
 #include "panel/PanelSettings.h"
+#include "serial/SerialIO.h"
 
 namespace loom {
 
@@ -36,7 +37,9 @@ enum TVXFormulaOption : std::uint8_t {
   foptUseRS232
 };
 using TVXFormulaOptions = std::uint32_t;
-constexpr TVXFormulaOptions OptionBit(TVXFormulaOption option) { return 1u << option; }
+constexpr TVXFormulaOptions OptionBit(TVXFormulaOption option) {
+  return 1u << option;
+}
 
 // ORDER TKQVXFPEvents: kPanelEvents lists the events in this order; the value is the index
 // given to the host.
@@ -83,7 +86,7 @@ struct TWLDataInputPacket {
   std::string StringInput;
 };
 
-class TKQVXFormulaPanel : public TFormulaHost {
+class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
  public:
   explicit TKQVXFormulaPanel(TPanelHost& host);
   ~TKQVXFormulaPanel() override;
@@ -156,8 +159,18 @@ class TKQVXFormulaPanel : public TFormulaHost {
   void UpdateOutputs() override;
   void UpdateInputData() override;
   TFormulaEngine* Engine() override;
+  void SerialWriteString(const std::string& bytes) override;
+
+  TSerialIO& SerialPort() { return *port_; }
 
  private:
+  // The serial port's window is the panel's: its messages come back through WndProc.
+  bool PostMessage(std::uint32_t message) override;
+  int RemoveMessages(std::uint32_t message) override;
+  void DoOnValidInputString(const std::string& text);
+  void DoOnOutputDone();
+  void ApplySerialSettings(std::vector<std::string>& problems);
+
   class TSectionWatch;
 
   void InitializeEvaluator();
@@ -190,6 +203,7 @@ class TKQVXFormulaPanel : public TFormulaHost {
   TVXFormulaOptions options_ = 0;
   TVXJumpTable jumps_;
   std::unique_ptr<TMatlabFormulaEngine> engine_;
+  std::unique_ptr<TSerialIO> port_;  // after the window it posts to: the panel itself
 
   // The system variables, bound to the evaluator by reference.
   TVXParsDouble dt_, t_, timelength_, timestart_, controlOutput_, enableOutput_, timeChannel_,

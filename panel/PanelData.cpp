@@ -33,7 +33,9 @@ std::size_t TKQVXFormulaPanel::SlotOfChannel(std::size_t k) const {
   return k;
 }
 
-void TKQVXFormulaPanel::SetupDataSink() { host_.SetInputChannels(settings_.ChannelOrigins); }
+void TKQVXFormulaPanel::SetupDataSink() {
+  host_.SetInputChannels(settings_.ChannelOrigins);
+}
 
 void TKQVXFormulaPanel::SetupDataSource() {
   host_.ChannelListClear();
@@ -115,9 +117,11 @@ void TKQVXFormulaPanel::UpdateDataSourceOutput() {
   SendOutputs(values, timeChannel_, timestart_.Value, timelength_.Value);
 }
 
+// The result in the packet is the ControlOutput variable: a formula that calls UpdateOutputs
+// sets it first, and after a cycle it holds the cycle's result.
 void TKQVXFormulaPanel::CopyCacheToOutputQueue() {
   auto packet = std::make_unique<TWLDataOutputPacket>();
-  CopyResult(cycleResult_, packet->Result);
+  CopyResult(controlOutput_, packet->Result);
   packet->EnableOutput = enableOutput_.Value;
   bool invalid = false;
   packet->Channels = OutputValues(invalid);

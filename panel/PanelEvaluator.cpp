@@ -32,7 +32,8 @@ constexpr TSystemVariableText kSystemVariables[] = {
      "Evaluator panel"},
     {"timelength", kTimeAxisText},
     {"timestart", kTimeAxisText},
-    {"ControlOutput", "The value used to control other panels through the selected control channels"},
+    {"ControlOutput",
+     "The value used to control other panels through the selected control channels"},
     {"EnableOutput",
      "If this variable is 0, any output of the Loom panel is disabled. If this variable is not 0, "
      "output is enabled"},
@@ -107,6 +108,13 @@ void TKQVXFormulaPanel::InitializeEvaluator() {
   evaluator_.Reset();
   evaluator_.BaseDirectory = host_.BaseDirectory();
   jumps_.clear();
+  port_->OnInputString = [this](TSerialIO&, const std::string& text) {
+    DoOnValidInputString(text);
+  };
+  port_->OnOutputDone = [this](TSerialIO&) { DoOnOutputDone(); };
+  port_->OnPortStateChanged = [this](TSerialIO&, bool connected) {
+    host_.SerialPortStateChanged(connected);
+  };
   DefineSystemVariable("dt", dt_);
   DefineSystemVariable("t", t_);
   DefineSystemVariable("timelength", timelength_);

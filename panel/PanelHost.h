@@ -57,9 +57,9 @@ struct TEventDefinition {
 // One connection of the panel's control list: a property of another component that the
 // panel's result drives.
 struct TControlItem {
-  int Id = 0;            // the host's identifier of the target component and property
+  int Id = 0;  // the host's identifier of the target component and property
   bool Disabled = false;
-  TPropertyValue PresetTrue;   // boolean mode: what true and false send
+  TPropertyValue PresetTrue;  // boolean mode: what true and false send
   TPropertyValue PresetFalse;
 };
 
@@ -106,8 +106,7 @@ class TPanelHost {
   // The long form, with the numeric arguments of a formula's FireEventEx.
   virtual void EventFire(int index, int eventClass, std::int32_t channelIndex, double startTime,
                          double endTime, std::int32_t iData1, std::int32_t iData2, double dData1,
-                         double dData2, double dData3, double dData4,
-                         const std::string& text) = 0;
+                         double dData2, double dData3, double dData4, const std::string& text) = 0;
 
   // --- control properties the panel offers ---
   virtual void ClearProperties() = 0;
@@ -143,13 +142,16 @@ class TPanelHost {
   // Queues message for the panel's window; the host hands it to the panel's WndProc on the
   // main thread. Safe from any thread.
   virtual void PostMessage(std::uint32_t message) = 0;
-  // Drops the queued messages of that number.
-  virtual void RemoveMessages(std::uint32_t message) = 0;
+  // Drops the queued messages of that number; returns how many.
+  virtual int RemoveMessages(std::uint32_t message) = 0;
   // Posts kMsgStopRequest to the host's top-level window.
   virtual void PostStopRequest() = 0;
   // The execution timer: while running it calls the panel's DoOnExecutionTimer every interval.
   virtual void SetExecutionTimer(bool running, int intervalMs) = 0;
   virtual bool ExecutionTimerRunning() = 0;
+
+  // The panel's serial port lost its device (false) or has it open again (true).
+  virtual void SerialPortStateChanged(bool /*connected*/) {}
 };
 
 }  // namespace loom

@@ -17,8 +17,8 @@ namespace loom {
 namespace {
 
 const char* const kArgumentNames[TKQWLUserEvent::kArguments] = {
-    "IData1", "IData2", "DData1", "DData2", "DData3", "DData4", "Parameter1", "Parameter2",
-    "Tolerance"};
+    "IData1", "IData2",     "DData1",     "DData2",   "DData3",
+    "DData4", "Parameter1", "Parameter2", "Tolerance"};
 
 // --- values that the INI form cannot hold as they are ---
 
@@ -36,11 +36,21 @@ std::string Quote(const std::string& value) {
   std::string out = "\"";
   for (unsigned char c : value) {
     switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\r': out += "\\r"; break;
-      case '\n': out += "\\n"; break;
-      case '\t': out += "\\t"; break;
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
       default:
         if (c < 0x20 || c == 0x7F) {
           char escape[8];
@@ -64,8 +74,10 @@ int HexDigit(char c) {
 bool IsQuoted(const std::string& stored) {
   if (stored.size() < 2 || stored.front() != '"' || stored.back() != '"') return false;
   for (std::size_t i = 1; i + 1 < stored.size(); ++i) {
-    if (stored[i] == '\\') ++i;
-    else if (stored[i] == '"') return false;
+    if (stored[i] == '\\')
+      ++i;
+    else if (stored[i] == '"')
+      return false;
   }
   return true;
 }
@@ -83,9 +95,15 @@ std::string Unquote(const std::string& stored) {
     }
     c = stored[++i];
     switch (c) {
-      case 'r': out += '\r'; break;
-      case 'n': out += '\n'; break;
-      case 't': out += '\t'; break;
+      case 'r':
+        out += '\r';
+        break;
+      case 'n':
+        out += '\n';
+        break;
+      case 't':
+        out += '\t';
+        break;
       case 'x':
         if (i + 2 < stored.size() - 1 && HexDigit(stored[i + 1]) >= 0 &&
             HexDigit(stored[i + 2]) >= 0) {
@@ -95,7 +113,9 @@ std::string Unquote(const std::string& stored) {
           out += "\\x";
         }
         break;
-      default: out += c; break;  // a quote or a backslash
+      default:
+        out += c;
+        break;  // a quote or a backslash
     }
   }
   return out;
@@ -160,7 +180,8 @@ class TReader {
 
   std::vector<std::string> List(const char* section) {
     std::vector<std::string> items(static_cast<std::size_t>(Count(section)));
-    for (std::size_t i = 0; i < items.size(); ++i) items[i] = String(section, std::to_string(i), "");
+    for (std::size_t i = 0; i < items.size(); ++i)
+      items[i] = String(section, std::to_string(i), "");
     return items;
   }
 
@@ -200,11 +221,11 @@ void ReadSectionBounds(TReader& r, TPanelSettings& s) {
   const char* g = "General";
   const auto count = static_cast<std::int32_t>(s.Expressions.size());
   if (s.InitializationEndIndex < 0 || s.InitializationEndIndex > count)
-    s.InitializationEndIndex = r.Problem(
-        g, "InitializationEndIndex",
-        std::to_string(s.InitializationEndIndex) + " lies outside the " + std::to_string(count) +
-            " expressions; read as 0",
-        0);
+    s.InitializationEndIndex =
+        r.Problem(g, "InitializationEndIndex",
+                  std::to_string(s.InitializationEndIndex) + " lies outside the " +
+                      std::to_string(count) + " expressions; read as 0",
+                  0);
   s.ExitStartIndex = r.Integer(g, "ExitStartIndex", count);
   if (s.ExitStartIndex < s.InitializationEndIndex || s.ExitStartIndex > count)
     s.ExitStartIndex = r.Problem(g, "ExitStartIndex",

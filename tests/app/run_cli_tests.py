@@ -29,6 +29,13 @@ REPEAT_SCRIPT = "i:=0\nRepeat\ni:=i+1\nUntil(i>=3)\ni*10\n"
 # must appear) or stdout_regex, stderr (exact), status.
 CASES = [
     # --- eval of expressions ---
+    dict(name="eval_engine_runs_octave", args=["eval", "--engine", 'MatlabCommand("disp(2+2)")',
+                                               "v:=[0]", 'MatlabPutVector("w", [1,2])',
+                                               'MatlabGetVector("w", v)', "v"],
+         stdout="4\n\n[ 0]\n1\n1\n[ 1, 2]\n", stderr="", status=0),
+    dict(name="eval_engine_error_stops_the_formula",
+         args=["eval", "MatlabCommand(\"error('boom')\")"],
+         stdout="", stderr="error: boom\n", status=1),
     dict(name="eval_carries_variables",
          args=["eval", "x:=2", "x*3+1", "[1,2,3]*x", '"ab"+"cd"'],
          stdout="2\n7\n[ 2, 4, 6]\nabcd\n", stderr="", status=0),

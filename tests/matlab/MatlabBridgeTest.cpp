@@ -146,7 +146,7 @@ TEST_F(MatlabBridgeTest, FormulasReachTheEngineAndReadItsDisplayText) {
   EXPECT_EQ(text("v"), "[ 1, 2, 3, 4, 5]");
   EXPECT_EQ(text("MatlabPutVector(\"p\", [0.5, -2])"), "1");
   EXPECT_EQ(text("MatlabCommand(\"p\")"), "p =\n\n   0.5000  -2.0000\n\n");
-  EXPECT_EQ(ErrorOf(ev, "MatlabCommand(\"error('bad value %d', 7)\")"), "error: bad value 7\n");
+  EXPECT_EQ(ErrorOf(ev, "MatlabCommand(\"error('bad value %d', 7)\")"), "error: bad value 7");
 }
 
 TEST_F(MatlabBridgeTest, ACallPastItsTimeOutIsInterruptedAndTheEngineStaysUsable) {
