@@ -11,6 +11,7 @@
 #include "app/EvalCommand.h"
 #include "app/ListCommands.h"
 #include "app/Repl.h"
+#include "app/RunCommand.h"
 #include "serial/PortTable.h"
 
 namespace {
@@ -135,6 +136,60 @@ int main(int argc, char** argv) {
   CLI::App* helpTopicCommand =
       app.add_subcommand("help-topic", "print the help page of a function, operator or name");
   helpTopicCommand->add_option("NAME", topicName, "the word")->required()->type_name("");
+  TRunCommandOptions run;
+  bool runNoProgress = false;
+  CLI::App* runCommand = app.add_subcommand(
+      "run", "run a worksheet, or one panel's settings on a data file (--input), as a host would");
+  runCommand->add_option("FILE", run.File, "a worksheet, or a panel's settings file")
+      ->required()
+      ->type_name("");
+  runCommand
+      ->add_option("--input", run.Input,
+                   "panel: the data (.csv, .wav, .mat; \"-\" is CSV "
+                   "on standard input)")
+      ->type_name("FILE");
+  runCommand->add_option("--output", run.Output, "panel: write its output channels (.csv, .wav)")
+      ->type_name("FILE");
+  runCommand->add_option("--events", run.Events, "write the events as JSON lines")
+      ->type_name("FILE");
+  runCommand->add_option("--block", run.Block, "panel: rows per block (default: 0.1 s of data)")
+      ->type_name("N");
+  runCommand->add_option("--rate", run.Rate, "panel: samples per second of a file without time")
+      ->type_name("HZ");
+  runCommand
+      ->add_option("--output-dir", run.OutputDir,
+                   "relative output files go to DIR instead of beside the worksheet")
+      ->type_name("DIR");
+  runCommand->add_option("--pacing", run.Pacing, "fast (files) or realtime (generators, serial)")
+      ->check(CLI::IsMember({"fast", "realtime"}))
+      ->type_name("MODE");
+  runCommand->add_option("--speed", run.Speed, "real-time pacing at this multiple of real time")
+      ->type_name("X");
+  runCommand->add_option("--duration", run.Duration, "seconds of data to run")
+      ->type_name("SECONDS");
+  CLI::Option* recordOption =
+      runCommand
+          ->add_option("--record", run.Record,
+                       "also write every panel's outputs and the events to DIR, for --expect")
+          ->type_name("DIR");
+  runCommand
+      ->add_option("--expect", run.Expect,
+                   "compare outputs and events with a recording; exit 1 when they differ")
+      ->type_name("DIR")
+      ->excludes(recordOption);
+  runCommand
+      ->add_option("--tolerance", run.Tolerance,
+                   "--expect: relative tolerance of numbers (default 1e-9)")
+      ->type_name("T");
+  runCommand->add_flag("--all-events", run.AllEvents,
+                       "log \"Before evaluation\" and \"After evaluation\" too");
+  runCommand->add_flag("--quiet", run.Quiet, "print no summary");
+  runCommand->add_flag("--no-progress", runNoProgress, "draw no progress line on a terminal");
+  std::string checkFile;
+  CLI::App* checkCommand =
+      app.add_subcommand("check", "validate a panel's settings file: the report of its scripts");
+  checkCommand->add_option("FILE", checkFile, "a panel's settings file")->required()->type_name("");
+
   CLI::App* portsCommand = app.add_subcommand(
       "ports", "list the serial port table: number, device and whether it can be opened now");
 
@@ -160,6 +215,11 @@ int main(int argc, char** argv) {
     ApplyEvaluatorOptions(repl, replSeparator, replNoFold);
     return RunRepl(repl);
   }
+  if (runCommand->parsed()) {
+    run.Progress = !runNoProgress && !run.Quiet && isatty(STDERR_FILENO) != 0;
+    return RunRunCommand(run, std::cout, std::cerr);
+  }
+  if (checkCommand->parsed()) return RunCheckCommand(checkFile, std::cout, std::cerr);
   if (portsCommand->parsed()) {
     std::cout << DescribePortTable();
     return kExitOk;

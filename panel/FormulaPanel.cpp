@@ -166,6 +166,7 @@ void TKQVXFormulaPanel::InitializeFormula(TVXParsDouble& result) {
 }
 
 void TKQVXFormulaPanel::EvaluateFormulaInternal(TVXParsDouble& result) {
+  cyclesRun_.fetch_add(1, std::memory_order_relaxed);
   lastTick_ = host_.TickCount();
   evaluator_.DeferredEvents.clear();
   const TVXSectionOutcome outcome = RunPanelSection(

@@ -151,6 +151,9 @@ class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
   const std::vector<std::string>& ConstantDescriptions() const { return constantTexts_; }
 
   TVXExpressionEvaluator& Evaluator() { return evaluator_; }
+  // Formula sections run since the panel was built, counted as they start. Any thread; a host
+  // reports it and tells a cycle from an execute call that ran nothing.
+  std::uint64_t CyclesRun() const { return cyclesRun_.load(std::memory_order_relaxed); }
   const TVXParsDouble& Result() const { return controlOutput_; }
   const TVXJumpTable& JumpTable() const { return jumps_; }
 
@@ -217,6 +220,7 @@ class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
   TVXParsDouble cycleResult_;  // scratch for the sections; keeps its storage between cycles
   std::uint32_t lastTick_ = 0;
   std::atomic<bool> abortRequest_{false};
+  std::atomic<std::uint64_t> cyclesRun_{0};
   bool pendingExecution_ = false;
   bool previousKnown_ = false;
   bool previousBoolean_ = false;

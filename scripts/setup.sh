@@ -11,6 +11,7 @@ PACKAGES=(
   libcli11-dev libreadline-dev       # the loom command line and its REPL
   libfftw3-dev                       # spectra
   libsimpleini-dev                   # the settings block of a panel (INI)
+  libsndfile1-dev libmatio-dev       # WAV and MAT data of `loom run`
   octave                             # the engine behind the MATLAB bridge (a child process)
   python3                            # the end-to-end tests of the command line
   clang libclang-rt-14-dev           # fuzzing with libFuzzer
