@@ -73,6 +73,9 @@ TWorksheet LoadRunFile(const TRunCommandOptions& o) {
                           " is a worksheet: its [Source:] and [Sink:] sections name the data");
     return LoadWorksheet(o.File);
   }
+  if (o.Output == "-" || o.Events == "-")
+    throw EInputError(std::string(o.Output == "-" ? "--output" : "--events") +
+                      ": give a file name; standard output carries the summary");
   if (o.Input.empty())
     throw EInputError(o.File +
                       " holds a panel's settings: give its data with --input FILE "

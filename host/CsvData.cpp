@@ -153,6 +153,7 @@ void TCsvSource::ParseRow(const std::vector<std::string>& fields, TRow& row) {
       if (rowsRead_ > 0 && value < lastTime_)
         Fail("the time " + fields[i] + " lies before the previous row's " +
              FormatNumber(lastTime_));
+      if (rowsRead_ == 1 && value > lastTime_ && period_ <= 0) period_ = value - lastTime_;
       row.Time = lastTime_ = value;
     } else {
       row.Values[i - (timeColumn_ ? 1 : 0)] = value;
@@ -188,16 +189,13 @@ bool TCsvSource::NextRow(TRow& row) {
 double TCsvSource::Period() {
   if (period_ > 0) return period_;
   const double rate = options_.Rate > 0 ? options_.Rate : 1.0;
-  period_ = 1.0 / rate;
-  if (!timeColumn_) return period_;
+  if (!timeColumn_) return period_ = 1.0 / rate;
   while (ahead_.size() < 2) {
     TRow row;
     if (!ReadRowFromStream(row)) break;
     ahead_.push_back(std::move(row));
   }
-  if (ahead_.size() >= 2 && ahead_[1].Time > ahead_[0].Time)
-    period_ = ahead_[1].Time - ahead_[0].Time;
-  return period_;
+  return period_ > 0 ? period_ : 1.0 / rate;
 }
 
 double TCsvSource::SampleRate() {
@@ -205,15 +203,21 @@ double TCsvSource::SampleRate() {
 }
 
 bool TCsvSource::ReadBlock(std::size_t maxRows, TDataBlock& block) {
-  const double period = Period();
   block.Times.clear();
   block.Channels.assign(names_.size(), {});
   TRow row;
+  // Rows are taken as they arrive: a block never waits for rows beyond its own.
   while (block.Times.size() < maxRows && NextRow(row)) {
     block.Times.push_back(row.Time);
     for (std::size_t c = 0; c < names_.size(); ++c) block.Channels[c].push_back(row.Values[c]);
   }
   if (block.Times.empty()) return false;
+  // A file may be read ahead for the time step; a stream is not, since its next row may come
+  // much later: until two rows have shown the step, a block there spans the step of --rate,
+  // or none.
+  double period = period_;
+  if (period <= 0)
+    period = !timeColumn_ || owned_ ? Period() : options_.Rate > 0 ? 1.0 / options_.Rate : 0.0;
   block.Start = block.Times.front();
   block.Length = static_cast<double>(block.Times.size()) * period;
   return true;

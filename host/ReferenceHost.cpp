@@ -51,6 +51,12 @@ struct TInputSlot {
   bool Fresh = false;  // received since the panel's last step
 };
 
+TInputSlot SlotOf(const TChannelRef& ref) {
+  TInputSlot slot;
+  slot.Ref = ref;
+  return slot;
+}
+
 struct TSourceState {
   const TSourceSpec* Spec = nullptr;
   std::unique_ptr<TDataSource> Data;
@@ -262,10 +268,12 @@ void TReferenceHost::TImpl::OpenSources() {
     } catch (const EInputError& error) {
       throw EInputError(where + ": " + error.what());
     }
-    const double rate = state.Data->SampleRate();
-    state.BlockRows = spec.Block > 0
-                          ? spec.Block
-                          : static_cast<std::size_t>(std::max(1.0, std::round(rate / 10)));
+    // The default block, a tenth of a second of data, needs the rate: a CSV file with a time
+    // axis shows it only in its first two rows, so it is asked for only then.
+    state.BlockRows =
+        spec.Block > 0
+            ? spec.Block
+            : static_cast<std::size_t>(std::max(1.0, std::round(state.Data->SampleRate() / 10)));
     sources_.push_back(std::move(state));
   }
 }
@@ -337,7 +345,8 @@ void TReferenceHost::TImpl::ResolveInputs() {
       const TDataSource& input = *sources_.front().Data;
       const std::vector<std::string>& columns = input.ChannelNames();
       if (origins.empty()) {  // no origins: the file's channels in order
-        for (std::size_t c = 0; c < columns.size(); ++c) state.Inputs.push_back({{false, 0, c}});
+        for (std::size_t c = 0; c < columns.size(); ++c)
+          state.Inputs.push_back(SlotOf({false, 0, c}));
         continue;
       }
       for (std::size_t k = 0; k < origins.size(); ++k) {
@@ -351,7 +360,7 @@ void TReferenceHost::TImpl::ResolveInputs() {
           throw EInputError(state.Spec->Locate("ChannelOrigins", std::to_string(k)) + ": \"" +
                             origin + "\" matches no channel of " + sources_.front().Spec->Shown +
                             " (its channels: " + JoinNames(columns) + ")");
-        state.Inputs.push_back({{false, 0, static_cast<std::size_t>(column)}});
+        state.Inputs.push_back(SlotOf({false, 0, static_cast<std::size_t>(column)}));
       }
       continue;
     }
@@ -361,7 +370,7 @@ void TReferenceHost::TImpl::ResolveInputs() {
       if (ref.FromPanel && ref.Producer == p)
         throw EInputError(where + ": a panel cannot read its own output channel \"" + origins[k] +
                           "\"");
-      state.Inputs.push_back({ref});
+      state.Inputs.push_back(SlotOf(ref));
     }
   }
 }

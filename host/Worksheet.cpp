@@ -289,7 +289,7 @@ std::string LocateProblem(const TPanelSpec& panel, const std::string& problem) {
   std::string key = colon == std::string::npos ? "" : problem.substr(close + 2, colon - close - 2);
   if (key.find(' ') != std::string::npos) key.clear();  // "[Expressions] Loops or ...": no key
   const std::string rest = problem.substr(key.empty() ? close + 2 : colon + 2);
-  return panel.Locate(section, key) + ": " + rest;
+  return panel.Locate(section, key) + (key.empty() ? " " : ": ") + rest;
 }
 
 std::string ResolvePath(const std::string& folder, const std::string& name) {

@@ -18,6 +18,8 @@ import sys
 import tempfile
 import time
 
+import host_cases
+
 EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "examples")
 USAGE_HINT = "Run with --help for more information.\n"
 
@@ -178,24 +180,74 @@ CASES = [
          stdout="", stderr="Loops or jumps are not matched\n", status=0),
 ]
 
+CASES += host_cases.CASES
+
+
+def wait_for_text(path, text, seconds):
+    """Waits until the file at path holds exactly text; False when it never did."""
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        if os.path.exists(path):
+            with open(path, newline="") as handle:
+                if handle.read() == text:
+                    return True
+        time.sleep(0.02)
+    return False
+
+
+def run_streaming(command, case, workdir, env, failures):
+    """Feeds stdin_steps one by one, each awaited in its file, then closes standard input."""
+    process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE, text=True, cwd=workdir, env=env)
+    for chunk, name, text in case["stdin_steps"]:
+        process.stdin.write(chunk)
+        process.stdin.flush()
+        if not wait_for_text(os.path.join(workdir, name), text, 10):
+            failures.append("after writing %r, %s never held %r" % (chunk, name, text))
+            break
+    stdout, stderr = process.communicate(timeout=case.get("max_seconds", 30))
+    return subprocess.CompletedProcess(command, process.returncode, stdout, stderr)
+
+
+def check_files(case, workdir, failures):
+    for name, expected in case.get("expect_files", {}).items():
+        path = os.path.join(workdir, name)
+        if not os.path.exists(path):
+            failures.append("%s was not written" % name)
+            continue
+        with open(path, newline="") as handle:
+            actual = handle.read()
+        if actual != expected:
+            failures.append("%s:\n%r\nexpected:\n%r" % (name, actual, expected))
+    for name in case.get("absent_files", []):
+        for path in (name, name + ".partial"):
+            if os.path.exists(os.path.join(workdir, path)):
+                failures.append("%s exists, but the run must leave no such file" % path)
+
 
 def check_case(loom, case):
     """Runs one row; returns a list of failure descriptions (empty when it passed)."""
     failures = []
     with tempfile.TemporaryDirectory(prefix="loom-cli-") as workdir:
         for name, text in case.get("files", {}).items():
-            with open(os.path.join(workdir, name), "w", newline="") as handle:
+            path = os.path.join(workdir, name)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            with open(path, "w", newline="") as handle:
                 handle.write(text)
         env = dict(os.environ, HOME=workdir)
         started = time.monotonic()
+        args = [arg.replace("{examples}", EXAMPLES) for arg in case["args"]]
         try:
-            args = [arg.replace("{examples}", EXAMPLES) for arg in case["args"]]
-            run = subprocess.run([loom] + args, input=case.get("stdin", ""),
-                                 capture_output=True, text=True, cwd=workdir, env=env,
-                                 timeout=case.get("max_seconds", 30))
+            if "stdin_steps" in case:
+                run = run_streaming([loom] + args, case, workdir, env, failures)
+            else:
+                run = subprocess.run([loom] + args, input=case.get("stdin", ""),
+                                     capture_output=True, text=True, cwd=workdir, env=env,
+                                     timeout=case.get("max_seconds", 30))
         except subprocess.TimeoutExpired:
             return ["did not finish within %s s" % case.get("max_seconds", 30)]
         elapsed = time.monotonic() - started
+        check_files(case, workdir, failures)
     if run.returncode != case["status"]:
         failures.append("exit status %d, expected %d" % (run.returncode, case["status"]))
     if "stdout" in case and run.stdout != case["stdout"]:
@@ -209,7 +261,10 @@ def check_case(loom, case):
             failures.append("stdout has the line %r" % line)
     if "stdout_regex" in case and not re.search(case["stdout_regex"], run.stdout):
         failures.append("stdout does not match %r:\n%s" % (case["stdout_regex"], run.stdout))
-    if run.stderr != case["stderr"]:
+    if "stderr_regex" in case:
+        if not re.search(case["stderr_regex"], run.stderr):
+            failures.append("stderr does not match %r:\n%s" % (case["stderr_regex"], run.stderr))
+    elif run.stderr != case["stderr"]:
         failures.append("stderr:\n%r\nexpected:\n%r" % (run.stderr, case["stderr"]))
     if "max_seconds" in case and elapsed > case["max_seconds"]:
         failures.append("took %.1f s" % elapsed)
