@@ -6,6 +6,38 @@ the run), absent_files (names that must not exist afterwards, nor their ".partia
 holds a text: the proof that blocks are processed as they arrive) and stderr_regex.
 """
 
+import io
+import struct
+import wave
+
+
+def wav_bytes(rate, frames):
+    """A 16-bit PCM WAV file; frames is a list of tuples, one sample per channel."""
+    out = io.BytesIO()
+    with wave.open(out, "wb") as w:
+        w.setnchannels(len(frames[0]))
+        w.setsampwidth(2)
+        w.setframerate(rate)
+        w.writeframes(b"".join(struct.pack("<%dh" % len(f), *f) for f in frames))
+    return out.getvalue()
+
+
+def mat_bytes(variables):
+    """A level-5 MAT file of real double row vectors, name -> list of numbers."""
+    def element(kind, payload):
+        padding = (8 - len(payload) % 8) % 8
+        return struct.pack("<II", kind, len(payload)) + payload + b"\0" * padding
+
+    out = b"MATLAB 5.0 MAT-file, written by the loom tests".ljust(116, b" ")
+    out += b"\0" * 8 + struct.pack("<H", 0x0100) + b"IM"
+    for name, values in variables.items():
+        body = element(6, struct.pack("<II", 6, 0))  # flags: a double array
+        body += element(5, struct.pack("<ii", 1, len(values)))
+        body += element(1, name.encode())
+        body += element(9, struct.pack("<%dd" % len(values), *values))
+        out += element(14, body)
+    return out
+
 
 def panel(prefix="", general=None, inputs=(), expressions=(), origins=(), outputs=(),
           events=()):
@@ -212,8 +244,29 @@ def bad_worksheet(name, text, message, files=None):
                 absent_files=["out/chain.csv", "events.jsonl"])
 
 
+# The sums of two channels per block.
+SUMS_PANEL = panel(general=EVERY_BLOCK, inputs=["a", "b"],
+                   expressions=["sa := VectorGetSum(a)", "sb := VectorGetSum(b)"],
+                   origins=["rec.left", "rec.right"], outputs=[("sa", "a"), ("sb", "b")])
+
 CASES = [
     # --- one panel on a file ---
+    dict(name="run_panel_on_wav_keeps_integer_samples",
+         args=["run", "sums.ini", "--input", "in.wav", "--block", "2", "--output", "out.csv",
+               "--quiet"],
+         files={"sums.ini": SUMS_PANEL,
+                "in.wav": wav_bytes(4, [(1, -100), (2, -200), (32767, -32768)])},
+         # a WAV file has no channel names: channels match the origins by order
+         expect_files={"out.csv": "time,a,b\n0,3,-300\n0.5,32767,-32768\n0.5,32767,-32768\n"},
+         stdout="", stderr="", status=0),
+    dict(name="run_panel_on_mat_variables",
+         args=["run", "sums.ini", "--input", "in.mat", "--block", "3", "--output", "out.csv",
+               "--quiet"],
+         files={"sums.ini": SUMS_PANEL,
+                "in.mat": mat_bytes({"fs": [10], "right": [1, 2, 3, 4], "left": [0.5, 1, 1, 1]})},
+         expect_files={"out.csv": "time,a,b\n0,2.5,6\n0.30000000000000004,1,4\n"
+                                  "0.30000000000000004,1,4\n"},
+         stdout="", stderr="", status=0),
     dict(name="run_panel_blocks_time_axis_and_dt",
          args=["run", "blocks.ini", "--input", "data.csv", "--block", "2", "--duration", "2",
                "--output", "out.csv", "--quiet"],

@@ -232,7 +232,8 @@ def check_case(loom, case):
         for name, text in case.get("files", {}).items():
             path = os.path.join(workdir, name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
-            with open(path, "w", newline="") as handle:
+            with open(path, "wb" if isinstance(text, bytes) else "w",
+                      **({} if isinstance(text, bytes) else {"newline": ""})) as handle:
                 handle.write(text)
         env = dict(os.environ, HOME=workdir)
         started = time.monotonic()
