@@ -5,9 +5,10 @@ BUILD_DIR ?= build
 ASAN_DIR ?= build-asan
 TSAN_DIR ?= build-tsan
 BENCH_DIR ?= build-bench
+RUN_DIR ?= build-run
 FUZZ_DIR ?= build-fuzz
 JOBS ?= 2
-EXAMPLE ?= examples/primes.loom
+WORKSHEET ?= examples/machine/machine.ini
 FUZZ_SECONDS ?= 60
 
 CMAKE_FLAGS ?=
@@ -29,10 +30,15 @@ configure: setup
 build: configure
 	cmake --build $(BUILD_DIR) -j$(JOBS)
 
-# The main job on a bundled example: a script with loops and branches, traced.
-run: configure
-	cmake --build $(BUILD_DIR) -j$(JOBS) --target loom
-	$(BUILD_DIR)/app/loom eval -f $(EXAMPLE) --trace
+# The main job on a bundled example: the machine-monitoring worksheet on its recorded data. Only
+# loom is built, optimised and without debug information, in a folder of its own, so that a
+# fresh clone gets there quickly; the outputs are left in $(RUN_DIR)/machine.
+run: setup
+	cmake -S . -B $(RUN_DIR) -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" \
+	  -DLOOM_BUILD_TESTS=OFF -DLOOM_BUILD_BENCH=OFF -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF \
+	  -DLOOM_TSAN=OFF $(CMAKE_FLAGS)
+	cmake --build $(RUN_DIR) -j$(JOBS) --target loom
+	$(RUN_DIR)/app/loom run $(WORKSHEET) --output-dir $(RUN_DIR)/machine
 
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure --no-tests=error -j$(JOBS)
@@ -93,4 +99,4 @@ format-check: setup
 	  xargs -0 -r clang-format --dry-run -Werror
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR) $(FUZZ_DIR) $(RUN_DIR)

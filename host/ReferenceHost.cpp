@@ -66,10 +66,46 @@ struct TSourceState {
   bool Ended = false;
 };
 
+// A sink and the channels of its columns. Rows of several panels on the same time axis (the
+// panels that one block passed through) are held back and merged into one row each, so a table
+// of several panels' results reads one line per block.
 struct TSinkRoute {
   std::string Shown;
   std::unique_ptr<TDataSink> Sink;
   std::vector<TChannelRef> Channels;
+  std::vector<double> HeldTimes;
+  std::vector<std::vector<double>> HeldColumns;
+  std::vector<bool> HeldPresent;
+  bool Holding = false;
+
+  void Flush() {
+    if (!Holding) return;
+    TSampleRows rows;
+    rows.Times = HeldTimes;
+    for (std::size_t c = 0; c < HeldColumns.size(); ++c)
+      rows.Columns.push_back(HeldPresent[c] ? &HeldColumns[c] : nullptr);
+    Holding = false;
+    Sink->Write(rows);
+  }
+
+  void Write(const std::vector<double>& times,
+             const std::vector<const std::vector<double>*>& columns) {
+    bool merge = Holding && times == HeldTimes;
+    for (std::size_t c = 0; merge && c < columns.size(); ++c)
+      merge = !(columns[c] != nullptr && HeldPresent[c]);
+    if (!merge) {
+      Flush();
+      HeldTimes = times;
+      HeldColumns.assign(columns.size(), {});
+      HeldPresent.assign(columns.size(), false);
+      Holding = true;
+    }
+    for (std::size_t c = 0; c < columns.size(); ++c)
+      if (columns[c] != nullptr) {
+        HeldColumns[c] = *columns[c];
+        HeldPresent[c] = true;
+      }
+  }
 };
 
 struct TPendingWrite {
@@ -628,18 +664,16 @@ void TReferenceHost::TImpl::OnOutputs(TPanelSite& site, const std::vector<TSentB
 void TReferenceHost::TImpl::RouteRows(bool fromPanel, std::size_t producer,
                                       const std::vector<const std::vector<double>*>& columns,
                                       const std::vector<double>& times) {
+  std::vector<const std::vector<double>*> mine;
   for (TSinkRoute& route : routes_) {
-    TSampleRows rows;
+    mine.clear();
     bool any = false;
     for (const TChannelRef& ref : route.Channels) {
-      const bool mine = ref.FromPanel == fromPanel && ref.Producer == producer;
-      const std::vector<double>* column = mine ? columns[ref.Channel] : nullptr;
-      any = any || column != nullptr;
-      rows.Columns.push_back(column);
+      const bool ours = ref.FromPanel == fromPanel && ref.Producer == producer;
+      mine.push_back(ours ? columns[ref.Channel] : nullptr);
+      any = any || mine.back() != nullptr;
     }
-    if (!any) continue;
-    rows.Times = times;
-    route.Sink->Write(rows);
+    if (any) route.Write(times, mine);
   }
 }
 
@@ -933,6 +967,7 @@ TRunReport TReferenceHost::TImpl::Run() {
   }
   DestroyPanels();
   for (TSinkRoute& route : routes_) {
+    route.Flush();
     route.Sink->Commit();
     report.Outputs.emplace_back(route.Shown, route.Sink->RowsWritten());
   }

@@ -372,6 +372,11 @@ CASES = [
          stderr='stopped early: the panel "slow" asked the host to stop: a section ran longer '
                 'than 60 s\n', status=3, max_seconds=20),
     # --- replay ---
+    dict(name="run_machine_example_matches_its_recording",
+         args=["run", "{examples}/machine/machine.ini", "--output-dir", "out", "--quiet",
+               "--expect", "{examples}/machine/expected"],
+         stdout_regex=r"^--expect: the run matches the recording in .*machine/expected\n$",
+         stderr="", status=0),
     dict(name="run_expect_matches_the_recording",
          args=["run", "chain.ini", "--quiet", "--expect", "recorded"],
          files={"chain.ini": CHAIN_WORKSHEET, "total.ini": TOTAL_PANEL, "data.csv": FIVE_ROWS,
