@@ -69,6 +69,10 @@ bench: setup
 	  --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
 	  --benchmark_out=$(BENCH_DIR)/bench.json --benchmark_out_format=json
 	python3 bench/ratios.py $(BENCH_DIR)/bench.json
+	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_run_bench
+	$(BENCH_DIR)/bench/loom_run_bench --benchmark_min_time=0.5 \
+	  --benchmark_out=$(BENCH_DIR)/run.json --benchmark_out_format=json
+	python3 bench/run_ratios.py $(BENCH_DIR)/run.json
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS.
 fuzz: setup
