@@ -28,7 +28,9 @@ constexpr int kEmptyCycles = 20000;
 // A folder with the benchmark's files: a 16-bit WAV of four channels and the worksheets.
 class TFiles {
  public:
-  TFiles() : dir_(std::filesystem::temp_directory_path() / ("loom-run-bench-" + std::to_string(getpid()))) {
+  TFiles()
+      : dir_(std::filesystem::temp_directory_path() /
+             ("loom-run-bench-" + std::to_string(getpid()))) {
     std::filesystem::create_directories(dir_);
     SF_INFO info{};
     info.samplerate = 10000;
@@ -42,11 +44,8 @@ class TFiles {
     sf_close(file);
     Write("rms.ini",
           "[Worksheet]\n[Source:rec]\nFile=four.wav\nBlock=1000\nChannels=a,b,c,d\n"
-          "[Panel:rms]\n[rms:General]\nImmediateEvaluation=1\nEvaluateImmediately=1\n"
-          "[rms:InputVariables]\nCount=4\n0=a\n1=b\n2=c\n3=d\n"
-          "[rms:Expressions]\nCount=4\n0=ra := VectorGetRMS(a)\n1=rb := VectorGetRMS(b)\n"
-          "2=rc := VectorGetRMS(c)\n3=rd := VectorGetRMS(d)\n"
-          "[rms:ChannelOrigins]\nCount=4\n0=rec.a\n1=rec.b\n2=rec.c\n3=rec.d\n");
+          "[Panel:rms]\n" +
+              RmsSettings("rms:"));
     Write("empty.ini", "[Worksheet]\nDuration=" + std::to_string(kEmptyCycles / 1000) +
                            "\nPacing=fast\n[Source:one]\nGenerator=constant\nRate=1000\nBlock=1\n"
                            "[Panel:empty]\n" +
@@ -57,6 +56,15 @@ class TFiles {
     std::filesystem::remove_all(dir_, ignored);
   }
   std::string Path(const char* name) const { return (dir_ / name).string(); }
+
+  // The RMS of four input channels, evaluated on every block.
+  static std::string RmsSettings(const std::string& prefix) {
+    return "[" + prefix + "General]\nImmediateEvaluation=1\nEvaluateImmediately=1\n[" + prefix +
+           "InputVariables]\nCount=4\n0=a\n1=b\n2=c\n3=d\n[" + prefix +
+           "Expressions]\nCount=4\n0=ra := VectorGetRMS(a)\n1=rb := VectorGetRMS(b)\n"
+           "2=rc := VectorGetRMS(c)\n3=rd := VectorGetRMS(d)\n[" +
+           prefix + "ChannelOrigins]\nCount=4\n0=rec.a\n1=rec.b\n2=rec.c\n3=rec.d\n";
+  }
 
   // An empty formula on one input channel, evaluated on every block.
   static std::string kEmptySettings(const std::string& prefix) {
@@ -119,8 +127,8 @@ class TNullHost : public TPanelHost {
   void ClearEvents() override {}
   void RegisterEvent(const TEventDefinition&) override {}
   void EventFire(int, int, const std::string&) override {}
-  void EventFire(int, int, std::int32_t, double, double, std::int32_t, std::int32_t, double,
-                 double, double, double, const std::string&) override {}
+  void EventFire(int, int, std::int32_t, double, double, std::int32_t, std::int32_t, double, double,
+                 double, double, const std::string&) override {}
   void ClearProperties() override {}
   int RegisterProperty(const TPropertyDefinition&) override { return 0; }
   void UpdatedProperties() override {}
@@ -159,6 +167,23 @@ void BM_PanelEmpty(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_PanelEmpty)->Name("empty/panel");
+
+// The RMS panel alone on blocks of four channels of 1000 samples: the formulas' part of a run.
+void BM_PanelRms(benchmark::State& state) {
+  TNullHost host;
+  TKQVXFormulaPanel panel(host);
+  panel.ReadProperties(TFiles::RmsSettings(""));
+  panel.LoadFinished();
+  std::vector<double> samples(kBlock), times(kBlock);
+  for (int i = 0; i < kBlock; ++i) samples[i] = std::sin(0.01 * i), times[i] = 0.0001 * i;
+  const std::vector<TChannelBlock> channels(kChannels, {0, 0.1, samples.data(), samples.size()});
+  for (auto _ : state) {
+    panel.DoOnNewData(channels, &times, 0);
+    panel.HandleExecute(false);
+  }
+  state.SetItemsProcessed(state.iterations() * kBlock * kChannels);
+}
+BENCHMARK(BM_PanelRms)->Name("wav4x1000/panel");
 
 }  // namespace
 

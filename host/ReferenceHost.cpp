@@ -40,14 +40,16 @@ struct TChannelRef {
   std::size_t Channel = 0;
 };
 
-// A panel's input channel as the host keeps it between blocks: the last block it received.
+using TShared = std::shared_ptr<const std::vector<double>>;
+
+// A panel's input channel as the host keeps it between blocks: the last block it received. The
+// samples and times are shared with every other panel that reads the same block.
 struct TInputSlot {
   TChannelRef Ref;
-  std::vector<double> Samples;
+  TShared Samples;
   double TimeStart = 0;
   double TimeEnd = 0;
-  bool HasTimes = false;
-  std::vector<double> Times;
+  TShared Times;       // null: the block came without a time axis of its own
   bool Fresh = false;  // received since the panel's last step
 };
 
@@ -512,7 +514,11 @@ std::string TReferenceHost::TImpl::OutputPath(const std::string& file,
 
 void TReferenceHost::TImpl::AddRoute(std::string shown, std::unique_ptr<TDataSink> sink,
                                      std::vector<TChannelRef> channels) {
-  routes_.push_back({std::move(shown), std::move(sink), std::move(channels)});
+  TSinkRoute route;
+  route.Shown = std::move(shown);
+  route.Sink = std::move(sink);
+  route.Channels = std::move(channels);
+  routes_.push_back(std::move(route));
 }
 
 void TReferenceHost::TImpl::OpenOutputs() {
@@ -647,16 +653,22 @@ void TReferenceHost::TImpl::OnOutputs(TPanelSite& site, const std::vector<TSentB
   for (const TSentBlock& block : blocks)
     columns.push_back(block.Present ? &block.Samples : nullptr);
   RouteRows(true, site.Index(), columns, times);
+  std::vector<TShared> samples(blocks.size()), sentTimes(blocks.size());
   for (TSiteState& state : sites_)
     for (TInputSlot& slot : state.Inputs) {
       if (!slot.Ref.FromPanel || slot.Ref.Producer != site.Index()) continue;
-      const TSentBlock& block = blocks[slot.Ref.Channel];
+      const std::size_t c = slot.Ref.Channel;
+      const TSentBlock& block = blocks[c];
       if (!block.Present) continue;
-      slot.Samples = block.Samples;
+      if (!samples[c]) {  // copied once, however many panels read it
+        samples[c] = std::make_shared<const std::vector<double>>(block.Samples);
+        if (block.HasTimes && block.Times.size() == block.Samples.size())
+          sentTimes[c] = std::make_shared<const std::vector<double>>(block.Times);
+      }
+      slot.Samples = samples[c];
+      slot.Times = sentTimes[c];
       slot.TimeStart = block.TimeStart;
       slot.TimeEnd = block.TimeStart + block.TimeLength;
-      slot.HasTimes = block.HasTimes && block.Times.size() == block.Samples.size();
-      if (slot.HasTimes) slot.Times = block.Times;
       slot.Fresh = true;
     }
 }
@@ -745,14 +757,20 @@ void TReferenceHost::TImpl::Deliver(TSourceState& source) {
   std::vector<const std::vector<double>*> columns;
   for (const std::vector<double>& channel : block.Channels) columns.push_back(&channel);
   RouteRows(false, index, columns, block.Times);
+  // The block moves into shared storage that every panel reading it refers to.
+  const auto times = std::make_shared<const std::vector<double>>(std::move(block.Times));
+  std::vector<TShared> channels(block.Channels.size());
   for (TSiteState& state : sites_)
     for (TInputSlot& slot : state.Inputs) {
       if (slot.Ref.FromPanel || slot.Ref.Producer != index) continue;
-      slot.Samples = block.Channels[slot.Ref.Channel];
+      TShared& shared = channels[slot.Ref.Channel];
+      if (!shared)
+        shared = std::make_shared<const std::vector<double>>(
+            std::move(block.Channels[slot.Ref.Channel]));
+      slot.Samples = shared;
       slot.TimeStart = block.Start;
       slot.TimeEnd = end;
-      slot.HasTimes = true;
-      slot.Times = block.Times;
+      slot.Times = times;
       slot.Fresh = true;
     }
   for (std::size_t p : order_) {
@@ -775,11 +793,15 @@ void TReferenceHost::TImpl::Step(TSiteState& state) {
   std::vector<TChannelBlock> channels;
   const TInputSlot* timed = nullptr;
   for (TInputSlot& slot : state.Inputs) {
-    channels.push_back({slot.TimeStart, slot.TimeEnd, slot.Samples.data(), slot.Samples.size()});
+    if (slot.Samples)
+      channels.push_back(
+          {slot.TimeStart, slot.TimeEnd, slot.Samples->data(), slot.Samples->size()});
+    else
+      channels.push_back({slot.TimeStart, slot.TimeEnd, nullptr, 0});  // nothing arrived yet
     if (slot.Fresh && timed == nullptr) timed = &slot;
   }
   if (timed != nullptr) state.Periods.push_back((timed->TimeEnd - timed->TimeStart) * 1000);
-  const std::vector<double>* times = timed != nullptr && timed->HasTimes ? &timed->Times : nullptr;
+  const std::vector<double>* times = timed != nullptr ? timed->Times.get() : nullptr;
   const double start = timed != nullptr ? timed->TimeStart : 0;
   state.Site->Call([&] {
     state.Panel->DoOnNewData(channels, times, start);
