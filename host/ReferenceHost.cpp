@@ -257,6 +257,7 @@ class TReferenceHost::TImpl : public TSiteOwner {
   TSteady::time_point wallStart_ = TSteady::now();
   double dataOrigin_ = 0;
   double dataEnd_ = 0;
+  double dataSeen_ = 0;  // the end of the data delivered so far
   bool endKnown_ = false;
 
   std::atomic<bool> stopping_{false};  // the host's GlobalStopRecursion
@@ -744,6 +745,7 @@ void TReferenceHost::TImpl::Deliver(TSourceState& source) {
   TDataBlock block = std::move(source.Next);
   source.HasNext = false;
   const double end = block.Start + block.Length;
+  dataSeen_ = std::max(dataSeen_, end);
   const auto endMs = static_cast<std::int64_t>(std::llround(end * 1000));
   if (pacing_ == TPacing::Fast)
     clockMs_ = std::max(clockMs_, endMs);
@@ -937,6 +939,7 @@ TRunReport TReferenceHost::TImpl::Run() {
       any = true;
     }
   dataEnd_ = dataOrigin_ + duration_;
+  dataSeen_ = dataOrigin_;
   endKnown_ = true;
   clockOriginMs_ = clockMs_ = static_cast<std::int64_t>(std::llround(dataOrigin_ * 1000));
   wallStart_ = TSteady::now();
@@ -979,7 +982,7 @@ TRunReport TReferenceHost::TImpl::Run() {
   report.Pacing = pacing_;
   report.Speed = speed_;
   report.WallSeconds = std::chrono::duration<double>(TSteady::now() - wallStart_).count();
-  report.DataSeconds = static_cast<double>(NowMs()) / 1000 - dataOrigin_;
+  report.DataSeconds = blocks_ > 0 ? dataSeen_ - dataOrigin_ : duration_;
   report.Blocks = blocks_;
   report.Samples = samples_;
   for (TSiteState& state : sites_) {

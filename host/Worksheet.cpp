@@ -314,7 +314,6 @@ TWorksheet LoadWorksheet(const std::string& path) {
   w.Directory = std::filesystem::path(path).parent_path().string();
   if (w.Directory.empty()) w.Directory = ".";
   const TIniDocument doc = ScanIni(ReadTextFile(path, path), path);
-  std::vector<std::string> inlinePrefixes;
   bool pacingFromGenerator = false;
   const auto taken = [&](const std::string& name) {
     for (const TSourceSpec& s : w.Sources)
@@ -364,9 +363,7 @@ TWorksheet LoadWorksheet(const std::string& path) {
     } else if (kind == "sink") {
       CheckName(doc, section, kind, name);
       w.Sinks.push_back(ReadSink(doc, section, w, name));
-    } else if (colon != std::string::npos) {
-      inlinePrefixes.push_back(section.Name.substr(0, colon));
-    } else {
+    } else if (colon == std::string::npos) {
       throw EInputError(doc.Where(section.Line) + ": [" + section.Name +
                         "] is no section of a worksheet (Worksheet, Ports, Source:NAME, "
                         "Panel:NAME, Sink:NAME, Links, or NAME:Section of an inline panel)");

@@ -214,6 +214,33 @@ Count=5
 4=2
 """
 
+# A panel that runs a cycle on every line from a serial port (a pseudo-terminal here): the
+# worksheet's [Ports] section makes it port 0, and real-time pacing keeps the loop running.
+SERIAL_WORKSHEET = """[Worksheet]
+Duration=1.5
+Pacing=realtime
+[Ports]
+0={pty}
+[Panel:reader]
+[reader:General]
+EvaluateImmediately=1
+[reader:Expressions]
+Count=2
+0=line := Trim(SerialInput)
+1=n := StrLen(line)
+[reader:OutputDataChannels]
+Count=1
+0.Origin=n
+0.Name=length
+[reader:Serial IO]
+Parameter=0,9600,8,0,0,0
+EOL sequence="\\n"
+InputOperationMode=2
+[Sink:lengths]
+File=lengths.csv
+Channels=reader.length
+"""
+
 CHECK_PANEL = panel(general={"InitializationEndIndex": 1, "ExitStartIndex": 3}, inputs=["x", "gain"],
                     expressions=["total := 0", "total := total + x * gain", '"sum " + Format("0.0", total)',
                                  "done := [1, 2, 3, 4, 5, 6, 7]"],
@@ -371,6 +398,12 @@ CASES = [
          stdout="",
          stderr='stopped early: the panel "slow" asked the host to stop: a section ran longer '
                 'than 60 s\n', status=3, max_seconds=20),
+    dict(name="run_serial_lines_trigger_cycles", args=["run", "serial.ini"],
+         files={"serial.ini": SERIAL_WORKSHEET}, pty_input=[b"hello\n", b"hi\n"],
+         expect_files={"lengths.csv": "time,reader.length\n0,5\n0,2\n0,2\n"},
+         stdout_lines=["  events: After evaluation 3, Before evaluation 3, Serial input "
+                       "trigger processed 2"],
+         stderr="", status=0, max_seconds=20),
     # --- replay ---
     dict(name="run_machine_example_matches_its_recording",
          args=["run", "{examples}/machine/machine.ini", "--output-dir", "out", "--quiet",

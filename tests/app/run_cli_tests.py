@@ -209,6 +209,19 @@ def run_streaming(command, case, workdir, env, failures):
     return subprocess.CompletedProcess(command, process.returncode, stdout, stderr)
 
 
+def run_with_pty(command, case, workdir, env, master):
+    """Writes pty_input to the pseudo-terminal's master side once the run has had time to open
+    the port, and keeps the master open until the run ends."""
+    process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE, text=True, cwd=workdir, env=env)
+    time.sleep(case.get("pty_delay", 0.5))
+    for chunk in case["pty_input"]:
+        os.write(master, chunk)
+        time.sleep(0.1)
+    stdout, stderr = process.communicate(timeout=case.get("max_seconds", 30))
+    return subprocess.CompletedProcess(command, process.returncode, stdout, stderr)
+
+
 def check_files(case, workdir, failures):
     for name, expected in case.get("expect_files", {}).items():
         path = os.path.join(workdir, name)
@@ -228,8 +241,16 @@ def check_files(case, workdir, failures):
 def check_case(loom, case):
     """Runs one row; returns a list of failure descriptions (empty when it passed)."""
     failures = []
+    master = None
+    pty_path = ""
+    if "pty_input" in case:
+        master, slave = os.openpty()
+        pty_path = os.ttyname(slave)
+        os.close(slave)
     with tempfile.TemporaryDirectory(prefix="loom-cli-") as workdir:
         for name, text in case.get("files", {}).items():
+            if isinstance(text, str):
+                text = text.replace("{pty}", pty_path)
             path = os.path.join(workdir, name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "wb" if isinstance(text, bytes) else "w",
@@ -241,12 +262,17 @@ def check_case(loom, case):
         try:
             if "stdin_steps" in case:
                 run = run_streaming([loom] + args, case, workdir, env, failures)
+            elif master is not None:
+                run = run_with_pty([loom] + args, case, workdir, env, master)
             else:
                 run = subprocess.run([loom] + args, input=case.get("stdin", ""),
                                      capture_output=True, text=True, cwd=workdir, env=env,
                                      timeout=case.get("max_seconds", 30))
         except subprocess.TimeoutExpired:
             return ["did not finish within %s s" % case.get("max_seconds", 30)]
+        finally:
+            if master is not None:
+                os.close(master)
         elapsed = time.monotonic() - started
         check_files(case, workdir, failures)
     if run.returncode != case["status"]:
