@@ -542,8 +542,8 @@ void TReferenceHost::TImpl::OpenOutputs() {
                           "([OutputDataChannels] Count=0)");
       for (std::size_t c = 0; c < plan.Names.size(); ++c) plan.Channels.push_back({true, 0, c});
     } else {
-      const std::string where =
-          worksheet_.File + ":" + std::to_string(sink.Line) + ": [Sink:" + sink.Name + "] Channels";
+      const std::string where = worksheet_.File + ":" + std::to_string(sink.ChannelsLine) +
+                                ": [Sink:" + sink.Name + "] Channels";
       for (const std::string& channel : sink.Channels) {
         plan.Channels.push_back(ResolveChannel(channel, where));
         plan.Names.push_back(channel);

@@ -268,6 +268,7 @@ TSinkSpec ReadSink(const TIniDocument& doc, const TIniSection& section, const TW
   s.SampleRate = r.Number("SampleRate", 0, true);
   s.Channels = r.List("Channels");
   if (s.Channels.empty()) r.FailSection("a sink needs Channels=PANEL.CHANNEL, ...");
+  s.ChannelsLine = r.Entry("Channels")->Line;
   return s;
 }
 

@@ -60,7 +60,8 @@ struct TSinkSpec {
   bool DecimalComma = false;
   double SampleRate = 0;              // WAV: 0 takes the rate of the first rows
   std::vector<std::string> Channels;  // PANEL.CHANNEL or SOURCE.CHANNEL
-  std::string AllOf;                  // instead: every output channel of this panel
+  int ChannelsLine = 0;
+  std::string AllOf;  // instead: every output channel of this panel
 };
 
 // A control connection, written TARGET = SOURCE in [Links]:

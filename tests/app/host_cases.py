@@ -241,6 +241,19 @@ File=lengths.csv
 Channels=reader.length
 """
 
+# Four generators of one period sampled 4 times, written side by side (their rows share the
+# time axis, so each row holds all four), with a decimal comma.
+GENERATORS_WORKSHEET = "[Worksheet]\nDuration=1\nPacing=fast\n" + "".join(
+    "[Source:%s]\nGenerator=%s\nRate=4\nBlock=4\nAmplitude=2\nOffset=1\n" % (shape, shape)
+    for shape in ("sine", "square", "triangle", "ramp")) + """[Panel:idle]
+[idle:Expressions]
+Count=0
+[Sink:shapes]
+File=shapes.csv
+Channels=sine.signal, square.signal, triangle.signal, ramp.signal
+DecimalComma=1
+"""
+
 CHECK_PANEL = panel(general={"InitializationEndIndex": 1, "ExitStartIndex": 3}, inputs=["x", "gain"],
                     expressions=["total := 0", "total := total + x * gain", '"sum " + Format("0.0", total)',
                                  "done := [1, 2, 3, 4, 5, 6, 7]"],
@@ -404,6 +417,12 @@ CASES = [
          stdout_lines=["  events: After evaluation 3, Before evaluation 3, Serial input "
                        "trigger processed 2"],
          stderr="", status=0, max_seconds=20),
+    dict(name="run_generators_shapes", args=["run", "shapes.ini", "--quiet"],
+         files={"shapes.ini": GENERATORS_WORKSHEET},
+         expect_files={"shapes.csv": "time;sine.signal;square.signal;triangle.signal;ramp.signal\n"
+                                     "0;1;3;-1;-1\n0,25;3;3;1;0\n"
+                                     "0,5;1,0000000000000002;-1;3;1\n0,75;-1;-1;1;2\n"},
+         stdout="", stderr="", status=0),
     # --- replay ---
     dict(name="run_machine_example_matches_its_recording",
          args=["run", "{examples}/machine/machine.ini", "--output-dir", "out", "--quiet",
@@ -458,6 +477,21 @@ CASES = [
                   CHAIN_WORKSHEET + "[Links]\nnobody.x = scale\n",
                   'bad.ini:26: [Links] nobody.x: the target "nobody" is no panel of the '
                   'worksheet\n'),
+    bad_worksheet("run_worksheet_unknown_sink_channel",
+                  CHAIN_WORKSHEET.replace("Channels=total.sum", "Channels=total.mean"),
+                  'bad.ini:24: [Sink:out] Channels: the panel "total" has no output channel '
+                  '"mean" (its output channels: sum)\n'),
+    bad_worksheet("run_worksheet_unknown_event",
+                  CHAIN_WORKSHEET + "[Links]\ntotal.Action = Evaluate on scale.Overflow\n",
+                  'bad.ini:26: [Links] total.Action: the panel "scale" offers no event "Overflow" '
+                  '(its events: Expression error, Evaluation error, Before evaluation, After '
+                  'evaluation, Result is "true", Result is "false", Result changed to "true", '
+                  'Result changed to "false", Serial input trigger processed, Serial output '
+                  'done, Invalid datatype in data channel)\n'),
+    bad_worksheet("run_worksheet_inline_section_of_no_panel",
+                  CHAIN_WORKSHEET + "[totl:General]\nImmediateEvaluation=1\n",
+                  "bad.ini:25: [totl:General] no [Panel:totl] declares the panel these settings "
+                  "belong to\n"),
     bad_worksheet("run_worksheet_generator_needs_duration",
                   "[Source:g]\nGenerator=sine\n[Panel:p]\n[p:Expressions]\nCount=0\n",
                   "bad.ini: [Worksheet] Duration: a worksheet with generators needs the run's "
