@@ -97,6 +97,13 @@ struct TWLDataInputPacket {
 
 class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
  public:
+  // How a host lists the panel's class: its acronym, its description, the name of its icon and
+  // what it adds to the host's dependency string.
+  static constexpr const char* kClassAcronym = "mp";
+  static constexpr const char* kClassDescription = "Loom";
+  static constexpr const char* kClassIcon = "TKQVXFormulaPanel";
+  static constexpr const char* kDependency = "VXFormula.bpl,";
+
   explicit TKQVXFormulaPanel(TPanelHost& host);
   ~TKQVXFormulaPanel() override;
   TKQVXFormulaPanel(const TKQVXFormulaPanel&) = delete;
