@@ -137,12 +137,11 @@ void TRecordingHost::SetGlobalStopRecursion(bool stopping) {
 }
 
 std::uint32_t TRecordingHost::TickCount() {
-  const std::uint32_t now = Ticks;
-  Ticks += TickStep;
-  return now;
+  return Ticks.fetch_add(TickStep);
 }
 
 void TRecordingHost::PostMessage(std::uint32_t message) {
+  if (message == kMsgDataDone) ++PostedDataDone;
   loop_.Post(window_, message);
 }
 

@@ -3,6 +3,7 @@
 // sequences ("event 2 ''", "set 7 1.5", "data 0 [1, 2]").
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -18,15 +19,16 @@ class TRecordingHost : public TPanelHost {
   TRecordingHost();
 
   // --- what the test sets ---
-  std::uint32_t Ticks = 0;     // the tick count the panel reads
-  std::uint32_t TickStep = 0;  // added after every read, so time passes while a section runs
-  bool Stopping = false;       // GlobalStopRecursion
+  std::atomic<std::uint32_t> Ticks{0};  // the tick count the panel reads
+  std::uint32_t TickStep = 0;         // added after every read, so time passes while a section runs
+  std::atomic<bool> Stopping{false};  // GlobalStopRecursion
   std::string Base = ".";
   std::vector<TControlItem> Controls;  // the panel's control list
   std::vector<int> Connected;          // ids of the items CheckPropertyConnnection accepts
 
   // --- what the panel did ---
   std::vector<std::string> Calls;
+  std::atomic<int> PostedDataDone{0};  // messages 9216 posted, from any thread
   std::vector<TPropertyDefinition> Properties;
   std::vector<TEventDefinition> Events;
   std::vector<std::string> InputChannels;

@@ -66,9 +66,16 @@ TKQVXFormulaPanel::TKQVXFormulaPanel(TPanelHost& host)
   CreateDefaultProperties();
 }
 
+// Nothing is evaluated once destruction begins: the queued inputs go, the worker is told to stop
+// and a running formula is aborted before the worker is waited for.
 TKQVXFormulaPanel::~TKQVXFormulaPanel() {
-  inputQueue_.clear();
+  {
+    std::lock_guard<std::mutex> queue(queueLock_);
+    inputQueue_.clear();
+  }
+  if (asyncThread_) asyncThread_->Stop = true;
   Abort();
+  SetSyncMode();
   outputQueue_.clear();
   port_.reset();
   host_.SetExecutionTimer(false, settings_.limitExecutionIntervalTimer);
@@ -79,6 +86,7 @@ TKQVXFormulaPanel::~TKQVXFormulaPanel() {
 
 void TKQVXFormulaPanel::ReadProperties(const std::string& text) {
   std::vector<std::string> problems;
+  SetSyncMode();  // the evaluator is rebuilt: no worker may be using it
   settings_ = ReadPanelSettings(text, problems);
   host_.SetExecutionTimer(false, settings_.limitExecutionIntervalTimer);
   InitializeEvaluator();
@@ -86,6 +94,7 @@ void TKQVXFormulaPanel::ReadProperties(const std::string& text) {
   CreateEvents();
   SetupDataSource();
   SetupEvaluator(settings_.Expressions, settings_.InputVariables, problems);
+  if (loaded_ && settings_.evaluateAsynchronously) SetAsyncMode();  // switched while running
   if (problems.empty()) return;
   std::string message = problems.front();
   for (std::size_t i = 1; i < problems.size(); ++i) message += "\n" + problems[i];
@@ -106,6 +115,11 @@ void TKQVXFormulaPanel::LoadFinished() {
   _closeallfiles();
   InstallAll();
   InitializeFormula(cycleResult_);
+  loaded_ = true;
+  if (settings_.evaluateAsynchronously)
+    SetAsyncMode();
+  else
+    SetSyncMode();
 }
 
 void TKQVXFormulaPanel::InitializeAfterPaste() {
@@ -124,6 +138,8 @@ void TKQVXFormulaPanel::Finishing() {
 // The expression texts come from the settings rather than from the evaluator, so a text that
 // failed to compile is kept and reported again. Errors become "Expression error" events.
 void TKQVXFormulaPanel::InstallAll() {
+  const bool restart = Asynchronous();
+  SetSyncMode();  // the evaluator is rebuilt: no worker may be using it
   InitializeEvaluator();
   CreateEvents();
   SetupDataSink();
@@ -131,6 +147,7 @@ void TKQVXFormulaPanel::InstallAll() {
   std::vector<std::string> problems;
   SetupEvaluator(settings_.Expressions, settings_.InputVariables, problems);
   for (const std::string& problem : problems) FireEvent(fpevExpressionError, problem);
+  if (restart) SetAsyncMode();
 }
 
 void TKQVXFormulaPanel::SetOptions(TVXFormulaOptions options) {
@@ -153,6 +170,7 @@ TVXSectionOutcome TKQVXFormulaPanel::RunPanelSection(int first, int end, TVXPars
 }
 
 void TKQVXFormulaPanel::InitializeFormula(TVXParsDouble& result) {
+  std::lock_guard<std::mutex> evaluation(evaluationLock_);
   evaluator_.ClearStop();  // a pending abort is for the next Formula cycle
   const TVXSectionOutcome outcome =
       RunPanelSection(0, settings_.InitializationEndIndex, result, /*watchdog=*/true);
@@ -184,6 +202,7 @@ void TKQVXFormulaPanel::EvaluateFormulaInternal(TVXParsDouble& result) {
 }
 
 void TKQVXFormulaPanel::EvaluateFormula(TVXParsDouble& result) {
+  std::lock_guard<std::mutex> evaluation(evaluationLock_);
   if (enableOutput_.Value != 0) FireEvent(fpevBeforeEvaluation);
   EvaluateFormulaInternal(result);
   CopyResult(result, controlOutput_);
@@ -192,6 +211,7 @@ void TKQVXFormulaPanel::EvaluateFormula(TVXParsDouble& result) {
 }
 
 void TKQVXFormulaPanel::ExitFormula(TVXParsDouble& result) {
+  std::lock_guard<std::mutex> evaluation(evaluationLock_);
   if (enableOutput_.Value != 0) FireEvent(fpevBeforeEvaluation);
   result.Value = 0;
   result.JumpFlag = false;
@@ -240,7 +260,9 @@ void TKQVXFormulaPanel::DoOnExecutionTimer() {
 
 void TKQVXFormulaPanel::StandardExecute(bool force) {
   if (!force && !settings_.ImmediateEvaluation) return;
-  if (settings_.EvaluateImmediately)
+  if (settings_.evaluateAsynchronously)
+    SendAsyncEvent();
+  else if (settings_.EvaluateImmediately)
     WmEvaluate();
   else
     host_.PostMessage(kMsgEvaluate);
@@ -296,6 +318,7 @@ void TKQVXFormulaPanel::DriveControls(bool value) {
 }
 
 void TKQVXFormulaPanel::UpdateOutput(const TVXParsDouble& result, bool enable) {
+  CopyResult(result, publishedResult_);
   if (!enable) return;
   if (settings_.BooleanResult) {
     const bool b = result.Value != 0;
@@ -326,11 +349,19 @@ void TKQVXFormulaPanel::UpdateOutput(const TVXParsDouble& result, bool enable) {
   FireEvent(fpevAfterEvaluation);
 }
 
+// Delivers every waiting output packet: control outputs and result events, "After evaluation",
+// output channels, then the cycle's own events (the asynchronous order of a cycle's effects).
 void TKQVXFormulaPanel::MSGDataDone() {
   if (host_.GlobalStopRecursion()) return;
-  while (!outputQueue_.empty()) {
-    std::unique_ptr<TWLDataOutputPacket> packet = std::move(outputQueue_.front());
-    outputQueue_.pop_front();
+  for (;;) {
+    std::unique_ptr<TWLDataOutputPacket> packet;
+    {
+      std::lock_guard<std::mutex> queue(queueLock_);
+      if (outputQueue_.empty()) return;
+      packet = std::move(outputQueue_.front());
+      outputQueue_.pop_front();
+    }
+    publishedTrigger_ = packet->SerialInputTrigger;
     UpdateOutput(packet->Result, packet->EnableOutput != 0);
     if (packet->EnableOutput != 0)
       SendOutputs(packet->Channels, packet->TimeChannel, packet->TimeStart, packet->TimeLength);
@@ -391,21 +422,18 @@ std::uint32_t TKQVXFormulaPanel::TickCount() {
 }
 
 void TKQVXFormulaPanel::UpdateOutputs() {
-  CopyCacheToOutputQueue();
+  {
+    std::lock_guard<std::mutex> queue(queueLock_);
+    CopyCacheToOutputQueue();
+  }
   host_.PostMessage(kMsgDataDone);
 }
 
 void TKQVXFormulaPanel::UpdateInputData() {
+  std::lock_guard<std::mutex> queue(queueLock_);
   if (inputQueue_.empty()) return;
-  std::unique_ptr<TWLDataInputPacket> packet = std::move(inputQueue_.front());
+  CopyPacketToInputs(*inputQueue_.front());
   inputQueue_.pop_front();
-  for (std::size_t i = 0; i < packet->Inputs.size() && i < inputs_.size(); ++i)
-    CopyParsDouble(packet->Inputs[i], inputs_[i]);
-  CopyParsDouble(packet->TimeChannel, timeChannel_);
-  timestart_.Value = packet->TimeStart;
-  timelength_.Value = packet->TimeLength;
-  stringInput_.VarType = vtString;
-  stringInput_.StrValue = packet->StringInput;
 }
 
 // --- the serial port ---
@@ -442,14 +470,24 @@ int TKQVXFormulaPanel::RemoveMessages(std::uint32_t message) {
 // A complete serial input: it becomes SerialInput, and a cycle runs unless the formula set
 // SerialInputTrigger to 0.
 void TKQVXFormulaPanel::DoOnValidInputString(const std::string& text) {
-  serialInput_.VarType = vtString;
-  serialInput_.StrValue = text;
-  if (serialInputTrigger_.Value != 0) HandleExecute(true);
+  if (SnapshotInputs()) {
+    pending_.SerialInput = text;
+  } else {
+    serialInput_.VarType = vtString;
+    serialInput_.StrValue = text;
+  }
+  const double trigger = SnapshotInputs() ? publishedTrigger_ : serialInputTrigger_.Value;
+  if (trigger != 0) HandleExecute(true);
   FireEvent(fpevSerialInputTrigger, text);
 }
 
+// The port calls this from the thread that wrote; the evaluation thread hands it to the main
+// thread through the port's own message.
 void TKQVXFormulaPanel::DoOnOutputDone() {
-  FireEvent(fpevSerialOutputDone);
+  if (std::this_thread::get_id() != mainThread_)
+    host_.PostMessage(smOutputDone);
+  else
+    FireEvent(fpevSerialOutputDone);
 }
 
 void TKQVXFormulaPanel::SerialWriteString(const std::string& bytes) {

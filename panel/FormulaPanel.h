@@ -4,20 +4,27 @@
 // results to its host as control values, events and output data channels.
 //
 // Threads: everything here runs on the host's main thread, except Abort, which any thread may
-// call. The panel is its evaluator's host (TFormulaHost): UpdateOutputs, UpdateInputData, the
-// serial port and the engine bridge reach the world through it.
+// call, and, with evaluateAsynchronously, the Formula section, which runs on the panel's
+// evaluation thread (TWLAsyncThread). The two threads share only the packet queues, under the
+// queue lock; the evaluation thread holds the evaluation lock for a whole batch and the main
+// thread takes it whenever it runs a section itself, always before the queue lock. The panel is
+// its evaluator's host (TFormulaHost): UpdateOutputs, UpdateInputData, the serial port and the
+// engine bridge reach the world through it.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "engine/Sections.h"
 #include "functions/FormulaHost.h"
 #include "functions/Registry.h"
+#include "panel/AsyncThread.h"
 #include "panel/PanelHost.h"
 #include "panel/PanelSettings.h"
 #include "serial/SerialIO.h"
@@ -75,6 +82,7 @@ struct TWLDataOutputPacket {
   double TimeStart = 0;
   double TimeLength = 0;
   std::vector<std::unique_ptr<TDeferredEvent>> Events;
+  double SerialInputTrigger = 1;
 };
 
 // A snapshot of what the formula reads: the input variables, the time axis and the string input.
@@ -84,10 +92,18 @@ struct TWLDataInputPacket {
   double TimeStart = 0;
   double TimeLength = 0;
   std::string StringInput;
+  std::string SerialInput;
 };
 
 class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
  public:
+  // How a host lists the panel's class: its acronym, its description, the name of its icon and
+  // what it adds to the host's dependency string.
+  static constexpr const char* kClassAcronym = "mp";
+  static constexpr const char* kClassDescription = "Loom";
+  static constexpr const char* kClassIcon = "TKQVXFormulaPanel";
+  static constexpr const char* kDependency = "VXFormula.bpl,";
+
   explicit TKQVXFormulaPanel(TPanelHost& host);
   ~TKQVXFormulaPanel() override;
   TKQVXFormulaPanel(const TKQVXFormulaPanel&) = delete;
@@ -133,6 +149,20 @@ class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
   void UpdateOutput(const TVXParsDouble& result, bool enable);
   void UpdateDataSourceOutput();
   void MSGDataDone();
+
+  // --- the evaluation thread ---
+  // Starts the worker unless it runs.
+  void SetAsyncMode();
+  // Ends the worker after the packets it holds are evaluated, and waits for it.
+  void SetSyncMode();
+  bool Asynchronous() const { return asyncThread_ != nullptr; }
+  // With evaluateAsynchronously the main thread writes inputs only into the snapshot that the
+  // next packet carries, worker running or not; the live variables get them from packets.
+  bool SnapshotInputs() const { return settings_.evaluateAsynchronously; }
+  // Asynchronous mode: queues a snapshot of the inputs for the worker and wakes it.
+  void SendAsyncEvent();
+  // The worker's batch: evaluates queued input packets in order until the queue is empty.
+  void EvaluateQueuedPackets(TWLAsyncThread& worker);
 
   // --- data input: one block per channel, in the order of the channel origins ---
   void DoOnNewData(const std::vector<TChannelBlock>& channels, const std::vector<double>* times,
@@ -193,7 +223,13 @@ class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
   void FireDeferred(std::vector<std::unique_ptr<TDeferredEvent>>& events);
   void DriveControls(bool value);
   // Builds an output packet from the current result, outputs and deferred events and queues it.
+  // Builds an output packet from the current result, outputs and deferred events and queues it;
+  // the caller holds the queue lock.
   void CopyCacheToOutputQueue();
+  // Copies a packet's values into the live variables; the caller holds the queue lock.
+  void CopyPacketToInputs(const TWLDataInputPacket& packet);
+  // The snapshot starts again from the live variables (after the evaluator was set up).
+  void ResetInputSnapshot();
   void SendOutputs(const std::vector<TVXParsDouble>& values, const TVXParsDouble& timeChannel,
                    double timeStart, double timeLength);
   std::vector<TVXParsDouble> OutputValues(bool& invalid) const;
@@ -225,8 +261,19 @@ class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
   bool previousKnown_ = false;
   bool previousBoolean_ = false;
   bool panelEnabled_ = true;
+  bool loaded_ = false;  // LoadFinished ran: a settings change may start the worker
   std::int64_t lastAction_ = 0;
 
+  TVXParsDouble publishedResult_;  // the result last handed to the host (main thread)
+  double publishedTrigger_ = 1;    // SerialInputTrigger as the last cycle left it (main thread)
+  const std::thread::id mainThread_ = std::this_thread::get_id();
+
+  // Asynchronous mode.
+  std::unique_ptr<TWLAsyncThread> asyncThread_;
+  TWLDataInputPacket pending_;  // main thread: the inputs of the next packet
+  TVXParsDouble asyncResult_;   // the worker's section result
+  std::mutex evaluationLock_;   // guards the evaluator and its variables while a section runs
+  std::mutex queueLock_;        // guards inputQueue_ and outputQueue_ (taken after evaluationLock_)
   std::deque<std::unique_ptr<TWLDataInputPacket>> inputQueue_;
   std::deque<std::unique_ptr<TWLDataOutputPacket>> outputQueue_;
 };

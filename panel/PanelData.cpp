@@ -46,24 +46,32 @@ void TKQVXFormulaPanel::SetupDataSource() {
 
 // The time axis of a block comes from the first channel's definition; extra channels are
 // ignored and inputs without a channel keep their values.
+// In asynchronous mode the block goes into the snapshot that the next input packet carries;
+// the live variables belong to the evaluation thread.
 void TKQVXFormulaPanel::DoOnNewData(const std::vector<TChannelBlock>& channels,
                                     const std::vector<double>* times, double start) {
   if (!panelEnabled_) return;
-  const std::size_t handled = std::min(channels.size(), inputs_.size());
+  const bool async = SnapshotInputs();
+  std::vector<TVXParsDouble>& slots = async ? pending_.Inputs : inputs_;
+  double& timeStart = async ? pending_.TimeStart : timestart_.Value;
+  double& timeLength = async ? pending_.TimeLength : timelength_.Value;
+  TVXParsDouble& timeChannel = async ? pending_.TimeChannel : timeChannel_;
+  const std::size_t handled = std::min(channels.size(), slots.size());
   for (std::size_t k = 0; k < handled; ++k) {
     const std::size_t slot = SlotOfChannel(k);
-    if (slot >= inputs_.size()) continue;
+    if (slot >= slots.size()) continue;
     if (k == 0) {
-      timestart_ = TVXParsDouble::Number(channels[k].TimeStart);
-      timelength_ = TVXParsDouble::Number(channels[k].TimeEnd - channels[k].TimeStart);
+      timeStart = channels[k].TimeStart;
+      timeLength = channels[k].TimeEnd - channels[k].TimeStart;
     }
-    StoreSamples(channels[k], inputs_[slot]);
+    StoreSamples(channels[k], slots[slot]);
   }
   if (times != nullptr && !times->empty()) {
-    timestart_ = TVXParsDouble::Number(start);
-    timeChannel_.VarType = vtVector;
-    timeChannel_.Vector = *times;
+    timeStart = start;
+    timeChannel.VarType = vtVector;
+    timeChannel.Vector = *times;
   }
+  if (!async) timestart_.VarType = timelength_.VarType = vtDouble;
 }
 
 // The values of the output variables, deep copies; invalid tells whether one cannot be sent.
@@ -112,6 +120,7 @@ void TKQVXFormulaPanel::SendOutputs(const std::vector<TVXParsDouble>& values,
 
 void TKQVXFormulaPanel::UpdateDataSourceOutput() {
   if (settings_.OutputChannels.empty()) return;
+  std::lock_guard<std::mutex> evaluation(evaluationLock_);  // the variables are the worker's too
   bool invalid = false;
   const std::vector<TVXParsDouble> values = OutputValues(invalid);
   SendOutputs(values, timeChannel_, timestart_.Value, timelength_.Value);
@@ -130,6 +139,7 @@ void TKQVXFormulaPanel::CopyCacheToOutputQueue() {
   packet->TimeLength = timelength_.Value;
   packet->Events = std::move(evaluator_.DeferredEvents);
   evaluator_.DeferredEvents.clear();
+  packet->SerialInputTrigger = serialInputTrigger_.Value;
   outputQueue_.push_back(std::move(packet));
 }
 

@@ -192,6 +192,7 @@ void TKQVXFormulaPanel::SetupEvaluator(const std::vector<std::string>& expressio
     property.Handler = [this, i](bool read, TPropertyValue& value) { OnVariable(i, read, value); };
     host_.RegisterProperty(property);
   }
+  ResetInputSnapshot();
   host_.UpdatedProperties();
   host_.EventFireAllPropertiesUpdated();
 }
@@ -240,14 +241,16 @@ void TKQVXFormulaPanel::CreateEvents() {
 }
 
 void TKQVXFormulaPanel::OnVariable(std::size_t index, bool read, TPropertyValue& value) {
+  const std::vector<TVXParsDouble>& current = SnapshotInputs() ? pending_.Inputs : inputs_;
   if (read) {
-    if (index < inputs_.size())
-      value = inputs_[index].Value;
+    if (index < current.size())
+      value = current[index].Value;
     else
       value = std::int64_t{0};
     return;
   }
-  if (index >= inputs_.size()) return;
+  std::vector<TVXParsDouble>& slots = SnapshotInputs() ? pending_.Inputs : inputs_;
+  if (index >= slots.size()) return;
   double number = 0;
   if (const auto* d = std::get_if<double>(&value))
     number = *d;
@@ -257,13 +260,13 @@ void TKQVXFormulaPanel::OnVariable(std::size_t index, bool read, TPropertyValue&
     number = *b ? 1 : 0;
   else if (const auto* s = std::get_if<std::string>(&value); !s || !TryStrToFloat(*s, '.', number))
     return;  // nothing that converts to a number: the input keeps its value
-  inputs_[index].VarType = vtDouble;
-  inputs_[index].Value = number;
+  slots[index].VarType = vtDouble;
+  slots[index].Value = number;
 }
 
 void TKQVXFormulaPanel::OnStringVariable(bool read, TPropertyValue& value) {
   if (read) {
-    value = stringInput_.StrValue;
+    value = SnapshotInputs() ? pending_.StringInput : stringInput_.StrValue;
     return;
   }
   std::string text;
@@ -273,16 +276,19 @@ void TKQVXFormulaPanel::OnStringVariable(bool read, TPropertyValue& value) {
     text = FloatToStr(*d);
   else if (const auto* i = std::get_if<std::int64_t>(&value))
     text = std::to_string(*i);
-  SetString(stringInput_, text);
+  if (SnapshotInputs())
+    pending_.StringInput = text;
+  else
+    SetString(stringInput_, text);
 }
 
-// The expression property shows the panel's result; it cannot be written.
+// The expression property shows the result last handed to the host; it cannot be written.
 void TKQVXFormulaPanel::OnExpression(bool read, TPropertyValue& value) {
   if (!read) return;
-  if (controlOutput_.VarType == vtString)
-    value = controlOutput_.StrValue;
+  if (publishedResult_.VarType == vtString)
+    value = publishedResult_.StrValue;
   else
-    value = controlOutput_.Value;
+    value = publishedResult_.Value;
 }
 
 }  // namespace loom

@@ -2,9 +2,10 @@
 // that places it on a worksheet. The reference host of `loom run` and the recording host of the
 // tests implement it (host/); the panel never knows which.
 //
-// Threads: the host calls the panel, and the panel calls the host, on the host's main thread
-// only. The one exception is PostMessage, which the panel's evaluation thread uses to hand
-// results back.
+// Threads: the host calls the panel, and the panel calls the host, on the host's main thread,
+// with three exceptions the panel's evaluation thread uses while a formula runs there:
+// PostMessage (to hand results back), TickCount and GlobalStopRecursion. They must be safe from
+// any thread.
 #pragma once
 
 #include <cstdint>
