@@ -252,7 +252,8 @@ class TReferenceHost::TImpl : public TSiteOwner {
 
   // The clock: data time in ms. Fast pacing sets it block by block; real-time pacing runs it
   // from the start of the run at Speed times real time.
-  std::int64_t clockMs_ = 0;
+  // Atomic: an evaluation thread reads the clock (TickCount) while the main thread advances it.
+  std::atomic<std::int64_t> clockMs_{0};
   std::int64_t clockOriginMs_ = 0;
   TSteady::time_point wallStart_ = TSteady::now();
   double dataOrigin_ = 0;
@@ -706,7 +707,7 @@ void TReferenceHost::TImpl::OnSerialState(TPanelSite& site, bool connected) {
 // --- running ---
 
 std::int64_t TReferenceHost::TImpl::NowMs() const {
-  if (pacing_ == TPacing::Fast) return clockMs_;
+  if (pacing_ == TPacing::Fast) return clockMs_.load();
   const double elapsed =
       std::chrono::duration<double, std::milli>(TSteady::now() - wallStart_).count();
   return clockOriginMs_ + static_cast<std::int64_t>(elapsed * speed_);
@@ -748,7 +749,7 @@ void TReferenceHost::TImpl::Deliver(TSourceState& source) {
   dataSeen_ = std::max(dataSeen_, end);
   const auto endMs = static_cast<std::int64_t>(std::llround(end * 1000));
   if (pacing_ == TPacing::Fast)
-    clockMs_ = std::max(clockMs_, endMs);
+    clockMs_.store(std::max(clockMs_.load(), endMs));
   else
     WaitUntil(endMs);
   if (StopNow()) return;
@@ -941,7 +942,8 @@ TRunReport TReferenceHost::TImpl::Run() {
   dataEnd_ = dataOrigin_ + duration_;
   dataSeen_ = dataOrigin_;
   endKnown_ = true;
-  clockOriginMs_ = clockMs_ = static_cast<std::int64_t>(std::llround(dataOrigin_ * 1000));
+  clockOriginMs_ = static_cast<std::int64_t>(std::llround(dataOrigin_ * 1000));
+  clockMs_.store(clockOriginMs_);
   wallStart_ = TSteady::now();
 
   for (std::size_t p : order_) {
@@ -964,7 +966,7 @@ TRunReport TReferenceHost::TImpl::Run() {
     if (pacing_ == TPacing::RealTime) {
       WaitUntil(endMs);
     } else {
-      clockMs_ = std::max(clockMs_, endMs);
+      clockMs_.store(std::max(clockMs_.load(), endMs));
       PumpAll();
     }
   }

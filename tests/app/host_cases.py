@@ -188,6 +188,12 @@ QUIET_PANEL = panel(general=EVERY_BLOCK, inputs=["x"],
                     expressions=["EnableOutput := x <> 3", "y := x"], origins=["plant.x"],
                     outputs=[("y", "y")])
 
+# Cycles on the panel's evaluation thread, each slower than the host delivers blocks: the host
+# drains every result (message 9216) before it stops the panel.
+ASYNC_PANEL = panel(general={"ImmediateEvaluation": 1, "evaluateAsynchronously": 1},
+                    inputs=["x"], expressions=["Wait(30)", "s := VectorGetSum(x)"],
+                    origins=["plant.x"], outputs=[("s", "s")])
+
 ERROR_PANEL = panel(general=EVERY_BLOCK, inputs=["x"],
                     expressions=["v := x + [1, 2, 3]", "n := VectorGetSize(v)"],
                     origins=["plant.x"], outputs=[("n", "n")])
@@ -395,6 +401,11 @@ CASES = [
                                  ("0.5", 2, "Before evaluation"), ("0.5", 3, "After evaluation"),
                                  ("0.5", 2, "Before evaluation"), ("0.5", 3, "After evaluation")])},
          stdout="", stderr="", status=0),
+    dict(name="run_asynchronous_panel_results_all_arrive",
+         args=["run", "async.ini", "--input", "data.csv", "--block", "1", "--output", "out.csv"],
+         files={"async.ini": ASYNC_PANEL, "data.csv": FIVE_ROWS},
+         expect_files={"out.csv": "time,s\n0,1\n0.1,2\n0.2,3\n0.3,4\n0.4,5\n0.4,5\n"},
+         stdout_regex=r"\npanel async: 5 cycles;", stderr="", status=0),
     dict(name="run_evaluation_error_is_logged_and_the_run_goes_on",
          args=["run", "error.ini", "--input", "data.csv", "--block", "3", "--output", "out.csv",
                "--events", "events.jsonl"],
