@@ -463,6 +463,29 @@ CASES = [
                       r"  scale.csv: row 1, column \"doubled\": recorded 2, now 2.001\n"
                       r"(.*\n)*  total.csv: row 1, column \"sum\": recorded 6, now 6.003\n",
          status=1),
+    dict(name="run_record_writes_outputs_and_events",
+         args=["run", "error.ini", "--input", "data.csv", "--block", "3", "--record", "rec",
+               "--quiet"],
+         files={"error.ini": ERROR_PANEL, "data.csv": FIVE_ROWS},
+         expect_files={"rec/error.csv": "time,n\n0,3\n0.3,3\n0.3,3\n",
+                       "rec/events.jsonl": '{"time":0.5,"panel":"error","index":1,"name":'
+                                           '"Evaluation error","text":"Error while evaluating '
+                                           '\\"v := x + [1, 2, 3]\\""}\n'},
+         stdout="", stderr="", status=0),
+    # --- command lines that cannot run ---
+    dict(name="run_worksheet_takes_no_input", args=["run", "chain.ini", "--input", "data.csv"],
+         files={"chain.ini": CHAIN_WORKSHEET, "data.csv": FIVE_ROWS}, stdout="",
+         stderr="--input: chain.ini is a worksheet: its [Source:] and [Sink:] sections name the "
+                "data\n", status=2),
+    dict(name="run_output_needs_a_file_name",
+         args=["run", "blocks.ini", "--input", "data.csv", "--output", "-"],
+         files={"blocks.ini": BLOCKS_PANEL, "data.csv": FIVE_ROWS}, stdout="",
+         stderr="--output: give a file name; standard output carries the summary\n", status=2),
+    dict(name="run_record_excludes_expect", args=["run", "x.ini", "--record", "a", "--expect", "b"],
+         stdout="", stderr="--expect excludes --record\nRun with --help for more information.\n",
+         status=64),
+    dict(name="check_missing_file", args=["check", "none.ini"], stdout="",
+         stderr="cannot read none.ini: No such file or directory\n", status=1),
     # --- worksheets with mistakes ---
     bad_worksheet("run_worksheet_unknown_panel",
                   CHAIN_WORKSHEET.replace("0=recorder.x", "0=ghost.x"),
