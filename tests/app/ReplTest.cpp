@@ -19,14 +19,12 @@ struct ReplCase {
 TEST(Repl, RunsLinesAndBlocksAsTyped) {
   const std::vector<ReplCase> cases = {
       {"carries variables", "x:=2\nx*3\n", "2\n6\n", ""},
-      {"skips blank lines", "\n  \n1+1\n", "2\n", ""},
       {"keeps going after an error", "1+\n4\n", "4\n", "1+: Can not find operand/function \"+\"\n"},
       {"while block runs once closed", "x:=1\nWhile(x<100)\nx:=x*3\nWend\nx\n", "1\n1\n243\n", ""},
       // A block's result is that of the last expression run: here the EndIf.
       {"if block with else", "x:=0\nIf(x>0)\ny:=1\nElse\ny:=-1\nEndIf\ny\n", "0\n0\n-1\n", ""},
       {"nested blocks close together",
        "n:=0\ni:=0\nWhile(i<3)\ni:=i+1\nIf(i=2)\nn:=n+10\nEndIf\nWend\nn\n", "0\n0\n1\n10\n", ""},
-      {"repeat block", "i:=0\nRepeat\ni:=i+5\nUntil(i>12)\ni\n", "0\n0\n15\n", ""},
       {"unclosed block at the end of input", "If(1)\n2\n", "", "Loops or jumps are not matched\n"},
       {"closing command alone", "Wend\n7\n", "7\n", "Loops or jumps are not matched\n"},
       {"compile error drops the block", "If(1)\n1+\nEndIf\n", "",
@@ -67,14 +65,6 @@ TEST(Repl, HelpNamesEveryCommand) {
     EXPECT_NE(out.str().find(command), std::string::npos) << command;
   }
   EXPECT_EQ(err.str(), "");
-}
-
-TEST(BlockDepthChange, OpenersCountUpClosersDown) {
-  const std::vector<std::pair<TVXParsJumpType, int>> cases = {
-      {jtNone, 0},  {jtIf, 1},    {jtElse, 0},   {jtEndIF, -1},
-      {jtWhile, 1}, {jtWend, -1}, {jtRepeat, 1}, {jtUntil, -1},
-  };
-  for (const auto& [type, change] : cases) EXPECT_EQ(BlockDepthChange(type), change) << type;
 }
 
 }  // namespace

@@ -19,12 +19,12 @@ struct Outcome {
 
 // The inputs a formula sees; each setup is a list of assignments run before it.
 const char* const kSetups[] = {
-    "a := 1.5; b := -2; c := 0.25; d := 3; e := 7",                // numbers
+    "a := 1.5; b := -2; c := 0.25; d := 3; e := 7",                               // numbers
     "a := [1, 2, 3]; b := [4, 5, 6]; c := [0.5, 0, -1]; d := 2; e := [1, 1, 2]",  // vectors
-    "a := [1, 2, 3]; b := 2; c := [2, 3]; d := 1; e := 1",         // lengths differ
-    "a := []; b := []; c := 1; d := []; e := 2",                   // empty vectors
-    "a := \"x\"; b := 1; c := 2; d := 3; e := 4",                  // a string
-    "a := 1; b := [1, 2]; c := 1; d := 1; e := 1",                  // mixed
+    "a := [1, 2, 3]; b := 2; c := [2, 3]; d := 1; e := 1",                        // lengths differ
+    "a := []; b := []; c := 1; d := []; e := 2",                                  // empty vectors
+    "a := \"x\"; b := 1; c := 2; d := 3; e := 4",                                 // a string
+    "a := 1; b := [1, 2]; c := 1; d := 1; e := 1",                                // mixed
 };
 
 const char* const kFormulas[] = {
@@ -60,8 +60,8 @@ std::vector<std::string> Split(const std::string& text) {
   return parts;
 }
 
-Outcome Evaluate(bool useKernels, const std::string& setup, const std::string& formula,
-                 int times, bool* tookFastPath = nullptr) {
+Outcome Evaluate(bool useKernels, const std::string& setup, const std::string& formula, int times,
+                 bool* tookFastPath = nullptr) {
   TVXExpressionEvaluator evaluator;
   evaluator.UseKernels = useKernels;
   for (const std::string& line : Split(setup)) evaluator.Evaluate(line);
@@ -97,28 +97,19 @@ TEST(Kernel, FastPathAndListAgreeForEveryKindOfInput) {
   }
 }
 
+// Without this the test above would compare the list with itself.
 TEST(Kernel, ArithmeticFormulasTakeTheFastPathAndOthersDoNot) {
-  const struct {
-    const char* formula;
-    bool fast;
-  } rows[] = {
-      {"a+b*c", true},
-      {"y := (a+b)*(c-d)/e", true},
-      {"sin(a)*cos(b)+sqrt(c)", true},
-      {"a > b", true},
-      {"a div b", false},          // integer division is not on the fast path
-      {"\"s\" + a", true},          // a string constant leaves it at run time, not at compile time
-      {"y := a + 1; 2", false},     // not one expression: never compiles that far
-      {"a + VectorGetSize(b)", false},
-      {"a + Random", false},
-      {"(y := a) + 1", false},      // an assignment that is not the last operation
+  const std::pair<const char*, bool> rows[] = {
+      {"y := (a+b)*(c-d)/e", true}, {"sin(a)*cos(b)+sqrt(c)", true}, {"a > b", true},
+      {"\"s\" + a", true},  // a string constant leaves it at run time, not at compile time
+      {"a div b", false},           {"a + VectorGetSize(b)", false}, {"a + Random", false},
+      {"(y := a) + 1", false},  // an assignment that is not the last operation
       {"If(a > 1)", false},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.formula);
-    bool fast = false;
-    Evaluate(true, kSetups[0], row.formula, 1, &fast);
-    EXPECT_EQ(fast, row.fast);
+  for (const auto& [formula, fast] : rows) {
+    bool tookFastPath = false;
+    Evaluate(true, kSetups[0], formula, 1, &tookFastPath);
+    EXPECT_EQ(tookFastPath, fast) << formula;
   }
 }
 
