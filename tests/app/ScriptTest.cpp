@@ -24,17 +24,6 @@ TEST(SplitScriptLines, CutsAtLineBreaksAndDropsCarriageReturns) {
   for (const auto& c : cases) EXPECT_EQ(SplitScriptLines(c.text), c.lines) << c.text;
 }
 
-TEST(IsBlankLine, BlanksAndTabsOnly) {
-  EXPECT_TRUE(IsBlankLine("") && IsBlankLine(" \t "));
-  EXPECT_FALSE(IsBlankLine(" x") || IsBlankLine("\r"));
-}
-
-TEST(EScriptError, DescribeNamesTheLineWhenThereIsOne) {
-  EXPECT_EQ(EScriptError(3, "boom").Describe(), "line 3: boom");
-  EXPECT_EQ(EScriptError(0, "Loops or jumps are not matched").Describe(),
-            "Loops or jumps are not matched");
-}
-
 // Runs a script in a fresh evaluator; returns "result" or the described error, and the trace.
 struct ScriptRun {
   std::string output;

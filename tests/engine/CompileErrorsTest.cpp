@@ -99,15 +99,11 @@ TEST(CompileErrors, Limits) {
 
 TEST(CompileErrors, NotBooleanIsRaisedWhenAConditionIsTaken) {
   TVXExpressionEvaluator evaluator;
-  evaluator.AddExpression("x := 1");
-  for (const char* formula : {"x", "x + 1", "pi"}) {
-    const int index = evaluator.AddExpression(formula);
-    try {
-      evaluator.GetAsBoolean(index);
-      ADD_FAILURE() << formula;
-    } catch (const EVXParserException& e) {
-      EXPECT_EQ(e.what(), std::string(formula) + ": expression is not boolean");
-    }
+  try {
+    evaluator.GetAsBoolean(evaluator.AddExpression("x + 1"));
+    ADD_FAILURE() << "no error";
+  } catch (const EVXParserException& e) {
+    EXPECT_STREQ(e.what(), "x + 1: expression is not boolean");
   }
 }
 

@@ -138,6 +138,17 @@ inline std::uint64_t Bits(double value) {
   return bits;
 }
 
+// Bytes as upper-case hexadecimal pairs separated by blanks: "61 62 00".
+inline std::string Hex(const std::string& bytes) {
+  std::string text;
+  char pair[4];
+  for (unsigned char byte : bytes) {
+    std::snprintf(pair, sizeof pair, text.empty() ? "%02X" : " %02X", byte);
+    text += pair;
+  }
+  return text;
+}
+
 // A number as formula text, to full precision.
 inline std::string Num(double v) {
   char text[32];

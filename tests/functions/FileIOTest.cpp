@@ -25,17 +25,6 @@ namespace {
 
 constexpr const char* kInvalidHandle = "4294967295";
 
-// Bytes as upper-case hexadecimal pairs separated by blanks: "61 62 00".
-std::string Hex(const std::string& bytes) {
-  std::string text;
-  char pair[4];
-  for (unsigned char byte : bytes) {
-    std::snprintf(pair, sizeof pair, text.empty() ? "%02X" : " %02X", byte);
-    text += pair;
-  }
-  return text;
-}
-
 // Entries of /proc/self/fd: the descriptors the process holds (the listing's own included).
 int OpenDescriptorCount() {
   const std::filesystem::directory_iterator fds("/proc/self/fd");
@@ -146,10 +135,10 @@ TEST_F(FileIOTest, NamesThatCannotBeOpenedAndASecondOpenGiveTheInvalidHandle) {
 TEST_F(FileIOTest, WrongArgumentKindsAndLengthsBeyondTheLimits) {
   Put("small.bin", std::string("\x01\x00\x02\x00", 4));
   OpenAsH("FileOpen", "small.bin");
-  for (const char* formula : {"FileOpen(1)", "CreateDirectory(3)", "FileSeek(h, 0, \"0\")",
-                              "FileSize(\"h\", e)", "FileWriteStringFixed(h, \"x\", \"3\")",
-                              "FileWriteBinaryWord(h, \"x\")", "FileReadStringLn(h, s, 13)",
-                              "FileReadBinaryWordVector(h, v, \"3\", n)"})
+  for (const char* formula :
+       {"FileOpen(1)", "CreateDirectory(3)", "FileSeek(h, 0, \"0\")", "FileSize(\"h\", e)",
+        "FileWriteStringFixed(h, \"x\", \"3\")", "FileWriteBinaryWord(h, \"x\")",
+        "FileReadStringLn(h, s, 13)", "FileReadBinaryWordVector(h, v, \"3\", n)"})
     EXPECT_EQ(Run(formula), "Invalid parameters") << formula;
   const OutcomeRow rows[] = {
       {"FileWriteStringFixed(h, \"a\", 1e15)",

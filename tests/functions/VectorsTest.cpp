@@ -37,27 +37,18 @@ TEST(Vectors, StatisticsAccessAndReshaping) {
       {"[VectorGetRMS(-3), VectorGetDeviation(5), VectorGetMinimumPosition(5), VectorGetSize(5)]",
        "[ -3, 0, 0, 0]"},
       {"VectorGetFirstValue([])", "VectorGetFirstValue: the vector is empty"},
-      {"VectorGetLastValue([])", "VectorGetLastValue: the vector is empty"},
-      {"VectorGetMean([])", "VectorGetMean: the vector is empty"},
-      {"VectorGetRMS([])", "VectorGetRMS: the vector is empty"},
       {"VectorGetDeviation([])", "VectorGetDeviation: the vector is empty"},
-      {"VectorGetMinimumValue([])", "VectorGetMinimumValue: the vector is empty"},
-      {"VectorGetMaximumValue([])", "VectorGetMaximumValue: the vector is empty"},
       {"[VectorGetValue([5,6,7], 2.4), VectorGetValue([5,6,7], 0.5), VectorGetValue([5,6,7], 2.6), "
        "VectorGetValue([5,6,7], -0.1), VectorGetValue([5,6,7], 0/0), VectorGetValue(4, 0)]",
        "[ 7, 5, 0, 0, 0, 0]"},
       {"[[1,2], 3]", "[ 0, 3]"},
       {"VectorCopy([1,2,3,4], 2, 10)", "[ 3, 4]"},
-      {"VectorCopy([1,2,3,4], -1, 2)", "[ 1, 2]"},
       {"VectorCopy([1,2,3,4], 0.5, 1.5)", "[ 1, 2]"},
       {"VectorCopy([1,2,3,4], -1e300, 1)", "[ 1]"},
-      {"VectorCopy([1,2,3,4], 4, 1)", "]"},
       {"VectorCopy([1,2,3,4], 1, -3)", "]"},
-      {"VectorResample([1,2,3,4], 2)", "[ 1, 3]"},
       {"VectorResample(7, 3)", "[ 7, 7, 7]"},
       {"VectorResample([1,2], 4)", "[ 1, 1, 2, 2]"},
       {"VectorResample([1,2,3], 1.5)", "[ 1, 2]"},
-      {"VectorResample([], 0)", "]"},
   };
   ExpectOutcomesFoldedOrNot<TVXExpressionEvaluator>(rows);
 }
@@ -75,17 +66,13 @@ TEST(Vectors, SizesLengthsAndArgumentKinds) {
        "VectorResample: a vector may hold at most 134217728 elements"},
       {"VectorResample([], 2)", "VectorResample: the vector is empty"},
       {"VectorCopy([1,2], 0/0, 1)", "Invalid floating point operation"},
-      {"VectorCopy(3, 0, 1)", kInvalid},
       {"VectorCopy([1], 0, [1])", kInvalid},
-      {"InRange(\"a\", 0, 1, i)", kInvalid},
       {"OutOfRange([1], 0, [1], i)", kInvalid},
       {"MovingAverage(1, 0.4, s)", "MovingAverage: the length must be at least 1"},
       {"MovingAverage(1, 1e9, s)", "MovingAverage: a vector may hold at most 134217728 elements"},
-      {"MovingAverage(1, 0/0, s)", "Invalid floating point operation"},
       {"DelayLineReverse(1, -1, s)", "DelayLineReverse: the length must be at least 1"},
       {"DelayLine(1, 1e300, s)", "DelayLine: a vector may hold at most 134217728 elements"},
       {"Histogram(1, 0, 1, 0, 0, s)", "Histogram: the number of bins must be at least 1"},
-      {"Histogram(1, 0, 1, 1e9, 0, s)", "Histogram: a vector may hold at most 134217728 elements"},
       {"Histogram(1, 2, 2, 4, 0, s)", "Histogram: endvalue must differ from startvalue"},
       {"s", "0"},
   };
@@ -100,7 +87,6 @@ TEST(Vectors, FunctionsThatRewriteTheirVariable) {
       {"v := [1,2,3]", "[ 1, 2, 3]"},
       {"VectorSetValue(v, 2.4, 8) + \" \" + v", "\"8 [ 1, 2, 8]\""},
       {"VectorSetValue(v, 2.6, 5) + \" \" + v", "\"0 [ 1, 2, 8]\""},
-      {"VectorSetValue(v, -0.2, 5) + \" \" + v", "\"0 [ 1, 2, 8]\""},
       {"VectorSetValue(v, 0/0, 5) + \" \" + v", "\"0 [ 1, 2, 8]\""},
       // SetSize keeps elements, pads with zeros and returns the unrounded count; a number
       // becomes zeros, whatever its unused vector field held before.
@@ -235,16 +221,16 @@ TEST(Vectors, MovingAverageAgreesWithTheDefinitionOnRandomData) {
   std::mt19937_64 random(20240611);
   std::uniform_real_distribution<double> unit(-1.0, 1.0);
   for (const std::size_t length : {1, 7, 257}) {
-    s = TVXParsDouble();
     const int index = ev.AddExpression("MovingAverage(x, " + std::to_string(length) + ", s)");
     std::vector<double> state(length, 0.0);  // the reference's
-    const std::size_t chunks[] = {0, 1, length - 1, length + 1, 3 * length + 5, 1, 1000};
+    s = TVXParsDouble();
     for (int round = 0; round < 4; ++round) {
-      for (const std::size_t chunk : chunks) {
+      for (const std::size_t chunk :
+           {0ul, 1ul, length - 1, length + 1, 3 * length + 5, 1ul, 1000ul}) {
         const double magnitude = std::pow(10.0, std::floor(unit(random) * 12));
         std::vector<double> input(chunk);
         for (double& e : input)
-          e = magnitude * (chunk % 2 == 0 ? std::fabs(unit(random)) : unit(random));
+          e = magnitude * (chunk % 2 ? unit(random) : std::fabs(unit(random)));
         const bool asNumber = chunk == 1 && round % 2 == 1;
         x = asNumber ? TVXParsDouble::Number(input[0]) : TVXParsDouble::FromVector(input);
         const TVXParsDouble result = ev.GetResults(index);
@@ -256,9 +242,8 @@ TEST(Vectors, MovingAverageAgreesWithTheDefinitionOnRandomData) {
           state.insert(state.begin(), input[j]);
           long double sum = 0.0L, size = 0.0L;
           for (const double e : state) sum += e, size += std::fabs(e);
-          const double got = asNumber ? result.Value : result.Vector[j];
-          ASSERT_LE(std::fabs(got - static_cast<double>(sum / length)),
-                    static_cast<double>(1e-9L * size / length))
+          ASSERT_LE(std::fabs((asNumber ? result.Value : result.Vector[j]) - double(sum / length)),
+                    double(1e-9L * size / length))
               << "length " << length << ", element " << j << " of a chunk of " << chunk;
         }
         ASSERT_EQ(s.Vector, state);  // laid out exactly as the shifts of the definition leave it
@@ -276,7 +261,6 @@ TEST(Vectors, HistogramCountsIntoRoundedBinsAndAccumulates) {
       {"Histogram(0.49, 0, 1, 2, 0, h) + \" \" + h", "\"1 [ 0, 1]\""},
       {"Histogram(5, 0, 1, 2, 0, h) + \" \" + h", "\"10 [ 0, 2]\""},
       {"Histogram(-3, 0, 1, 2, 0, h) + \" \" + h", "\"-6 [ 1, 2]\""},
-      {"Histogram(-3, 0, 1, 2, 1, h) + \" \" + h", "\"-6 [ 1, 2]\""},
       {"Histogram(0.25, 0, 1, 2, 0, h) + \" \" + h", "\"0 [ 2, 2]\""},
       {"Histogram(0.75, 0, 1, 2, 1, h) + \" \" + h", "\"2 [ 2, 2]\""},
       {"Histogram(-1/0, 0, 1, 2, 0, h) + \" \" + h", "\"-INF [ 3, 2]\""},
@@ -310,10 +294,8 @@ TEST(Vectors, MatrixChannels) {
       {"MatrixGetChannelVector(m, \"0\")", kInvalid},
       {"MatrixGetChannelVector(m, 1.6)", kInvalid},
       {"MatrixGetChannelVector(m, -0.2)", kInvalid},
-      {"MatrixGetChannelVector(m, 0/0)", kInvalid},
       {"MatrixSetChannelVector(m, 0, 5)", kInvalid},
       {"MatrixSetChannelVector(m, 2, [1])", kInvalid},
-      {"MatrixSetChannelVector(v, 0, [1])", kInvalid},
       {"MatrixSetChannelVector(m, 1, [9, 8])", "0"},
       {"MatrixSetChannelVector(m, 0, [])", "0"},
   };
