@@ -52,10 +52,14 @@ inline std::string Shown(const TVXParsDouble& value) {
 }
 
 // What compiling and evaluating text once gives: its result Shown, or the message of the
-// EVXParserException that either step raised.
+// EVXParserException that either step raised. Lines of text run in turn as expressions of their
+// own; the last one's outcome counts.
 inline std::string Outcome(TVXExpressionEvaluatorBase& evaluator, const std::string& text) {
   try {
-    return Shown(Evaluated(evaluator, text));
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
+      Evaluated(evaluator, text.substr(start, end - start));
+    return Shown(Evaluated(evaluator, text.substr(start)));
   } catch (const EVXParserException& e) {
     return e.what();
   }
@@ -86,6 +90,17 @@ void ExpectOutcomesFoldedOrNot(const Rows& rows) {
     Evaluator evaluator;
     evaluator.ConstantFolding = folding;
     ExpectOutcomes(evaluator, rows);
+  }
+}
+
+// Each formula, folded and not, must give the same outcome (most often one error message).
+template <typename Evaluator>
+void ExpectEachGives(const std::string& outcome, std::initializer_list<const char*> formulas) {
+  for (const bool folding : {true, false}) {
+    Evaluator evaluator;
+    evaluator.ConstantFolding = folding;
+    for (const char* formula : formulas)
+      EXPECT_EQ(Outcome(evaluator, formula), outcome) << formula << (folding ? "" : " not folded");
   }
 }
 
