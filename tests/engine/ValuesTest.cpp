@@ -85,26 +85,6 @@ TEST(DoubleConstant, TextForms) {
             "\"\"x\"");
 }
 
-// The comparison of two words' texts ("=", ">", "<", ">=", "<=", "in"); it varies when a word
-// does.
-TEST(LogicalStringOper, OperatorTextSelectsTheComparison) {
-  std::string left = "bc";
-  TVXParsStringVariable l("l", &left);
-  TVXParsStringConstant fixed("\"abcd\"");
-  EXPECT_FALSE(TVXParsLogicalStringOper("=", &fixed, &fixed).GetCanVary());
-  std::string truths;
-  for (const char* oper : {"=", ">", "<", ">=", "<=", "in"}) {
-    TVXParsLogicalStringOper comparison(oper, &l, &fixed);
-    EXPECT_TRUE(comparison.GetCanVary() && comparison.GeTVXPArsVarType() == vtBoolean);
-    TVXParsExpressionRec rec;
-    rec.Word = &comparison;
-    comparison.Func(&rec);
-    truths += Shown(rec.Result);
-  }
-  EXPECT_EQ(truths, "010101");
-  EXPECT_THROW(TVXParsLogicalStringOper("==", &l, &l), EVXParserException);
-}
-
 TEST(FormatMessage, FillsPlacesInOrderAndKeepsSurplusPlaces) {
   EXPECT_EQ(FormatMessage(rsTwoSuccessive, {"3 4", "3"}),
             "3 4: two successive variables/constants \"3\"");

@@ -92,14 +92,11 @@ TEST(Registry, DeliberateQuirks) {
       {"<<", "Operators/-_(Minus)_Operator.htm"},
       {"FireEventEx", "Functions/FIreEvent_Function.htm"},
       {"CelsiusToFahrenheit", "Functions/Celcius_To_Fahrenheit_Function.htm"},
-      {"FahrenheitToCelsius", "Functions/Farenheit_To_Celcius_Function.htm"},
       {"realfft", "Functions/RealFFT%20Function.htm"},
       {"InRange", "Functions/VectorInRange_Function.htm"},
       {"MatrixSetChannelVector", "Functions/MatrixSetChannelCount_Function.htm"},
-      {"TRUE", "Constants.htm"},
       {"timelength", "Variables.htm"},
       {"speed", "Speed.htm"},
-      {"generated", ""},
       {"nosuch", ""},
   };
   TVXParsDouble storage;

