@@ -48,6 +48,9 @@ TEST(CompileErrors, ExactMessages) {
        "Ramp(pi, 0, 1, 3): argument 1 of \"Ramp\" receives a result and cannot be a constant"},
       {"InRange(1, 0, 2, 7)",
        "InRange(1, 0, 2, 7): argument 4 of \"InRange\" receives a result and cannot be a constant"},
+      {"FileSize(h, FILE_END)",
+       "FileSize(h, FILE_END): argument 2 of \"FileSize\" receives a result and cannot be a "
+       "constant"},
       // [1] becomes a constant when folded; appending to it would grow it every evaluation
       {"VectorAppend([1], x)",
        "VectorAppend([1], x): argument 1 of \"VectorAppend\" receives a "

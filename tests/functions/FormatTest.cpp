@@ -190,6 +190,9 @@ TEST(DateTimeText, IsoTwelveHourTimesAndTheShortDateFormat) {
                   {"21.11", 46347},
                   {"32.11.2026", kNaN}},
                  german);
+  german.ShortDateFormat = "m/d/yyyy";  // the month first
+  german.DateSeparator = '/';
+  ExpectReadings({{"11/21/2026 1:04 PM", 46347 + 47040 / 86400.0}}, german);
 }
 
 // Wrong argument kinds give a text instead of an error; an unreadable day number is an error.

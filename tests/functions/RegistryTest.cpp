@@ -83,11 +83,6 @@ TEST(Registry, DeliberateQuirks) {
   EXPECT_EQ(word("power")->Func, word("^")->Func);
   EXPECT_EQ(word("^@")->Func, word("intpower")->Func);
   EXPECT_NE(word("^")->Func, word("^@")->Func);
-  EXPECT_EQ(word("PIDLoop")->Defaults,
-            "gain := 1\rintegral := 0\rderivative := 0\routput := 0\rtime := 1\r"
-            "internal1 := 0\rinternal2 := 0");
-  EXPECT_EQ(word("Polynom")->Defaults,
-            "k0 := 0\rk1 := 1\rk2 := 0\rk3 := 0\rk4 := 0\rk5 := 0\rk6 := 0\rk7 := 0\rk8 := 0");
   const std::pair<const char*, const char*> topics[] = {
       {"<<", "Operators/-_(Minus)_Operator.htm"},
       {"FireEventEx", "Functions/FIreEvent_Function.htm"},

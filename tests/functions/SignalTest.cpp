@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "functions/Fft.h"
 #include "functions/Registry.h"
 #include "tests/engine/TestSupport.h"
 
@@ -153,6 +154,7 @@ TEST_F(SignalFormula, PaddingAndWindowCodes) {
     EXPECT_EQ(Vector(std::string("RealFFT(x, ") + window + ", 1, p)"), rectangle) << window;
     EXPECT_EQ(ev_.Evaluate("p").Vector, rectanglePhases) << window;
   }
+  EXPECT_THROW(FftPaddedLength(kMaxVectorLength + 1, 1, "PowerSpectrum"), EVXParserException);
   EXPECT_EQ(Vector("RealFFT(x, 6.6, 0, p)"),
             Vector("RealFFT(x, WINDOW_BLACKMAN_HARRIS_92DB, 0, p)"));
 }

@@ -120,6 +120,7 @@ TEST(Strings, BinaryPackingIsLittleEndian) {
       {"StringWriteBinaryFloat64(-2.5)", "00 00 00 00 00 00 04 C0"},
       {"StringWriteBinaryByte([263, -1, 2.5, 3.5])", "07 FF 02 04"},
       {"StringWriteBinaryShortInteger([-128, 200])", "80 C8"},
+      {"StringWriteBinaryInteger(-2)", "FE FF FF FF"},
       {"StringWriteBinaryLongWord(4294967296)", "00 00 00 00"},
       {"StringWriteBinaryLongWord(305419896)", "78 56 34 12"},
       {"StringWriteBinaryWord(VectorCopy([1], 0, 0))", ""},
