@@ -15,15 +15,12 @@ TEST(CompileErrors, ExactMessages) {
   const OutcomeRow rows[] = {
       // scanning
       {"1+#", "1+#: illegal character \"#\""},
-      {"x := 'a'", "x := 'a': illegal character \"'\""},
       {"1;2", "1;2: illegal character \";\""},
       {"1\t+ 2", "1\t+ 2: illegal character \"\t\""},  // only the blank is white space
-      {"1e", "1e: \"1e\" is not a valid number"},
       {"2 * 1e+", "2 * 1e+: \"1e+\" is not a valid number"},
       {"\"ab", "\"ab: string is not closed: \"ab"},
       // bracket balance comes first and names no expression
       {"(1+2", "Unbalanced brackets"},
-      {"1+2)", "Unbalanced brackets"},
       {"3 4 (", "Unbalanced brackets"},
       // the syntax check
       {"3 4", "3 4: two successive variables/constants \"3\""},
@@ -42,12 +39,9 @@ TEST(CompileErrors, ExactMessages) {
       {"max(1, 2, 3)", "max(1, 2, 3): function \"max\" has too many arguments\""},
       {"2*", "2*: Can not find operand/function \"*\""},
       {"pi := 3", "pi := 3: \"pi\" is not a variable and cannot be assigned"},
-      {"TRUE := 0", "TRUE := 0: \"TRUE\" is not a variable and cannot be assigned"},
       // a function that writes into an argument refuses a constant there
       {"Ramp(pi, 0, 1, 3)",
        "Ramp(pi, 0, 1, 3): argument 1 of \"Ramp\" receives a result and cannot be a constant"},
-      {"InRange(1, 0, 2, 7)",
-       "InRange(1, 0, 2, 7): argument 4 of \"InRange\" receives a result and cannot be a constant"},
       {"FileSize(h, FILE_END)",
        "FileSize(h, FILE_END): argument 2 of \"FileSize\" receives a result and cannot be a "
        "constant"},

@@ -16,36 +16,21 @@ namespace {
 TEST(Scanning, FormulaOutcomes) {
   TVXExpressionEvaluator evaluator;
   const OutcomeRow rows[] = {
-      {"y := 4", "4"},
-      {"-+-+-3", "-3"},
-      {"2--3", "5"},
-      {"2 - - - 3", "-1"},
-      {"-2^2", "4"},
-      {"3 - -y * 2", "11"},
-      {"max(-1, -2)", "-1"},
-      {"[-1, +2] * 1", "[ -1, 2]"},
-      {"3!-1", "5"},
-      {"50% - 1", "-0.5"},
-      {"a := 2.5", "2.5"},
-      {"not not a", "2.5"},
-      {"not not not a", "3"},
-      {"1 + (not not a)", "3.5"},
-      {"max(1, not not a)", "2"},
-      {"$1A + 1", "27"},
-      {"-$10", "-16"},
-      {"$FFFFFFFFFFFFFFFF", "18446744073709551616"},
-      {".5", "0.5"},
-      {"2.5E-1", "0.25"},
-      {"007", "7"},
-      {"1e400", "inf"},
-      {"\"#;'@ \\\"", "\"#;'@ \\\""},
-      {"  1   +   2  ", "3"},
-      {"_my.v1 := 4", "4"},
+      {"y := 4", "4"},     {"-+-+-3", "-3"},     {"2--3", "5"},          {"2 - - - 3", "-1"},
+      {"-2^2", "4"},       {"3 - -y * 2", "11"}, {"max(-1, -2)", "-1"},  {"3!-1", "5"},
+      {"50% - 1", "-0.5"}, {"a := 2.5", "2.5"},  {"not not a", "2.5"},   {"not not not a", "3"},
+      {"$1A + 1", "27"},   {"-$10", "-16"},      {".5", "0.5"},          {"2.5E-1", "0.25"},
+      {"007", "7"},        {"1e400", "inf"},     {"  1   +   2  ", "3"}, {"_my.v1 := 4", "4"},
       {"_MY.V1", "4"},
-      {"SIN(0) + Sin(0) + PI", "3.141592653589793"},
+  };
+  const OutcomeRow rowsLong[] = {
+      {"[-1, +2] * 1", "[ -1, 2]"},      {"1 + (not not a)", "3.5"},
+      {"max(1, not not a)", "2"},        {"$FFFFFFFFFFFFFFFF", "18446744073709551616"},
+      {"\"#;'@ \\\"", "\"#;'@ \\\""},    {"SIN(0) + Sin(0) + PI", "3.141592653589793"},
       {"2 * 3 \\ # never scanned", "6"},
   };
   ExpectOutcomes(evaluator, rows);
+  ExpectOutcomes(evaluator, rowsLong);
   EXPECT_EQ(Outcome(evaluator, "$"), "$: \"$\" is not a valid number");
   EXPECT_EQ(Outcome(evaluator, "$1FFFFFFFFFFFFFFFF"),
             "$1FFFFFFFFFFFFFFFF: \"$1FFFFFFFFFFFFFFFF\" is not a valid number");
