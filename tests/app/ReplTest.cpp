@@ -51,13 +51,10 @@ TEST(Repl, RunsLinesAndBlocksAsTyped) {
 TEST(Repl, HelpNamesEveryCommand) {
   TVXExpressionEvaluator evaluator;
   std::istringstream in(":help\n");
-  auto reader = MakeStreamLineReader(in);
-  std::ostringstream out;
-  std::ostringstream err;
-  TRepl(evaluator, *reader, out, err).Run();
-  for (const char* command : {":help", ":dump EXPR", ":vars", ":quit"}) {
+  std::ostringstream out, err;
+  TRepl(evaluator, *MakeStreamLineReader(in), out, err).Run();
+  for (const char* command : {":help", ":dump EXPR", ":vars", ":quit"})
     EXPECT_NE(out.str().find(command), std::string::npos) << command;
-  }
   EXPECT_EQ(err.str(), "");
 }
 

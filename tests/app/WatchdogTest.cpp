@@ -19,10 +19,7 @@ TEST(StopWatchdog, StopsALoopThatNeverEnds) {
     outcome = RunScript(evaluator, script, result);
     fired = watchdog.Fired();
   }
-  EXPECT_TRUE(fired);
-  EXPECT_TRUE(outcome.Aborted);
-  EXPECT_FALSE(outcome.Completed);
-  EXPECT_TRUE(evaluator.StopRequested());
+  EXPECT_TRUE(fired && outcome.Aborted && !outcome.Completed && evaluator.StopRequested());
 }
 
 // Without a limit it never fires; with one it does not fire early, and destroying it does not

@@ -53,14 +53,14 @@ TEST(CompileErrors, ExactMessages) {
       {"[1, 2] + [1, 2, 3]", "vector sizes are not matched"},
   };
   for (const OutcomeRow& row : rows) {
-    EXPECT_EQ(CompileError(evaluator, row.formula), row.outcome) << row.formula;
+    EXPECT_EQ(Outcome(evaluator, row.formula), row.outcome) << row.formula;
     EXPECT_EQ(evaluator.GetExpressionCount(), 0) << row.formula;
   }
-  const std::string message = CompileError(evaluator, "1 sin(2)");
+  const std::string message = Outcome(evaluator, "1 sin(2)");
   EXPECT_EQ(message.rfind("1 sin(2): syntax error in expression \"", 0), 0u) << message;
   // Messages begin with the whole text of the expression, however long it is.
   std::string text = std::string(300, '1') + " + #";
-  EXPECT_EQ(CompileError(evaluator, text), text + ": illegal character \"#\"");
+  EXPECT_EQ(Outcome(evaluator, text), text + ": illegal character \"#\"");
   // The evaluator stays usable, and variables may receive results.
   EXPECT_EQ(Outcome(evaluator, "Ramp(v, 0, 1, 3) + VectorGetSize(v)"), "3");
   EXPECT_EQ(evaluator.GetExpression(0), "Ramp(v, 0, 1, 3) + VectorGetSize(v)");
@@ -71,8 +71,8 @@ TEST(CompileErrors, Limits) {
   std::string text = "1";
   while (text.size() <= kMaxFormulaLength) text += "+1";
   // Only the beginning of so long a text is quoted.
-  EXPECT_EQ(CompileError(evaluator, text), text.substr(0, 80) + "...: formula is longer than " +
-                                               std::to_string(kMaxFormulaLength) + " characters");
+  EXPECT_EQ(Outcome(evaluator, text), text.substr(0, 80) + "...: formula is longer than " +
+                                          std::to_string(kMaxFormulaLength) + " characters");
   const std::string nested =
       ": formula is nested more than " + std::to_string(kMaxNestingDepth) + " levels deep";
   const int depth = kMaxNestingDepth + 50;
@@ -80,14 +80,13 @@ TEST(CompileErrors, Limits) {
   for (int i = 0; i < depth; ++i) calls += "sin(";
   calls += "x" + std::string(depth, ')');
   for (const std::string& deep : {std::string(depth, '(') + "1" + std::string(depth, ')'), calls})
-    EXPECT_EQ(CompileError(evaluator, deep), deep + nested);
+    EXPECT_EQ(Outcome(evaluator, deep), deep + nested);
   // A chain of operators (1+1+...) is bounded as well; the exact boundary is the tree
   // builder's to keep, so only clear cases are pinned here.
   std::string chain = "1";
   for (int i = 0; i < kMaxChainLength; ++i) chain += "+1";
-  EXPECT_EQ(
-      CompileError(evaluator, chain + "+1"),
-      chain + "+1: formula chains more than " + std::to_string(kMaxChainLength) + " operators");
+  EXPECT_EQ(Outcome(evaluator, chain + "+1"), chain + "+1: formula chains more than " +
+                                                  std::to_string(kMaxChainLength) + " operators");
   EXPECT_EQ(evaluator.GetExpressionCount(), 0);
   chain.resize(kMaxChainLength + 1);  // half as many operators
   EXPECT_EQ(Outcome(evaluator, chain), std::to_string(kMaxChainLength / 2 + 1));

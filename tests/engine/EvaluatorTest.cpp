@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <memory>
 #include <string>
 #include <vector>
@@ -79,7 +80,8 @@ TEST(Results, EmptyResultsIndicesAndTheSecondForm) {
   TVXParsDouble result = TVXParsDouble::FromString("stale");
   evaluator.GetResults(-1, result);
   for (const TVXParsDouble& empty : {evaluator.Evaluate(""), result})
-    EXPECT_EQ(std::to_string(empty.VarType) + " " + std::to_string(Bits(empty.Value)),
+    EXPECT_EQ(std::to_string(empty.VarType) + " " +
+                  std::to_string(std::bit_cast<std::uint64_t>(empty.Value)),
               std::to_string(vtDouble) + " " + std::to_string(kAllOnes));
   EXPECT_EQ(evaluator.AddExpression("x := 2"), 0);  // Evaluate("") added nothing
   EXPECT_EQ(evaluator.AddEmptyExpression("   "), 1);

@@ -20,16 +20,6 @@
 
 namespace loom {
 
-// The message of the EVXParserException that compiling text raises, or "<compiled>".
-inline std::string CompileError(TVXExpressionEvaluatorBase& evaluator, const std::string& text) {
-  try {
-    evaluator.AddExpression(text);
-  } catch (const EVXParserException& e) {
-    return e.what();
-  }
-  return "<compiled>";
-}
-
 // Compiles text and evaluates it once.
 inline TVXParsDouble Evaluated(TVXExpressionEvaluatorBase& evaluator, const std::string& text) {
   return evaluator.GetResults(evaluator.AddExpression(text));
@@ -145,12 +135,6 @@ inline std::string Compiled(TVXExpressionEvaluatorBase& evaluator, const std::st
     form += (form.empty() ? "" : "; ") + node;
   }
   return form;
-}
-
-inline std::uint64_t Bits(double value) {
-  std::uint64_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
 }
 
 // Bytes as upper-case hexadecimal pairs separated by blanks: "61 62 00".

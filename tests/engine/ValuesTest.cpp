@@ -2,6 +2,7 @@
 // forms, the logical string operator and the filling of messages.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <limits>
 #include <string>
 
@@ -76,7 +77,8 @@ TEST(TryStrToFloat, AcceptsOnlyWholeDecimalNumbers) {
 }
 
 TEST(DoubleConstant, TextForms) {
-  EXPECT_EQ(Bits(TVXParsDoubleConstant("c", std::string()).Value.Value), 0xFFFFFFFFFFFFFFFFull);
+  EXPECT_EQ(std::bit_cast<std::uint64_t>(TVXParsDoubleConstant("c", std::string()).Value.Value),
+            0xFFFFFFFFFFFFFFFFull);
   EXPECT_EQ(TVXParsDoubleConstant("c", std::string("2,5"), ',').Value.Value, 2.5);
   EXPECT_THROW(TVXParsDoubleConstant("c", std::string("abc")), EVXParserException);
   EXPECT_EQ(Shown(TVXParsDoubleConstant("v", TVXVect{1, 2}, "", "").Value), "[ 1, 2]");

@@ -121,14 +121,12 @@ TEST(Registry, CStyleAdditions) {
   TVXExpressionEvaluator basic;
   EXPECT_EQ(evaluator.Words().Count(), basic.Words().Count() + 6);
   EXPECT_EQ(evaluator.Words().Find("&&")->Func, evaluator.Words().Find("or")->Func);
-  EXPECT_EQ(evaluator.Words().Find("%")->Func, basic.Words().Find("%")->Func);
   const OutcomeRow rows[] = {
       {"[0 && 1, 6 && 3, 0 && 0, 1 || 0, 3 == 3, 3 != 3]", "[ 1, 7, 0, 1, 1, 0]"},
       {"[fact(3), perc(50), 7 div 2, 2 = 3, 50%, 3!, fact(4) - 3! == 18]",
        "[ 6, 0.5, 3, 0, 0.5, 6, 1]"},
   };
   ExpectOutcomes(evaluator, rows);
-  EXPECT_TRUE(evaluator.GetAsBoolean(evaluator.AddExpression("0 && 1")));
   EXPECT_EQ(Outcome(basic, "fact(3)"), "fact(3): unknown function \"fact\"");
 }
 

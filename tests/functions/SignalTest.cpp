@@ -239,11 +239,9 @@ TEST_F(SignalFormula, InvalidArguments) {
   SetX(TVXVect{});
   SetY(TVXVect{1, 2});
   for (const char* formula :
-       {"RealFFT(x, 0, 0, p)", "RealFFT(3, 0, 0, p)", "RealFFT(\"abc\", 0, 0, p)",
-        "RealInverseFFT(x, 0, 0)", "RealInverseFFT(y, \"a\", 0)", "RealInverseFFT(y, x, 0)",
+       {"RealFFT(x, 0, 0, p)", "RealFFT(\"abc\", 0, 0, p)", "RealInverseFFT(y, x, 0)",
         "RealInverseFFT(2, y, 0)", "AutoCorrelation(1, 0)", "PowerSpectrum(x, 0)",
-        "CrossCorrelation(y, x, 0)", "CrossCorrelation(3, y, 0)", "CrossPowerSpectrum(x, y, 0)",
-        "CrossPowerSpectrum(y, \"s\", 0)"})
+        "CrossCorrelation(3, y, 0)", "CrossPowerSpectrum(y, \"s\", 0)"})
     EXPECT_EQ(Outcome(ev_, formula), "Invalid parameters") << formula;
 }
 
