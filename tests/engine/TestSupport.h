@@ -94,6 +94,15 @@ void ExpectEachGives(const std::string& outcome, std::initializer_list<const cha
   }
 }
 
+// The rows of several tables, one after another (a table is cut by row length only so that it
+// lays out in columns).
+template <typename Row, std::size_t... N>
+std::vector<Row> Rows(const Row (&... tables)[N]) {
+  std::vector<Row> rows;
+  (rows.insert(rows.end(), std::begin(tables), std::end(tables)), ...);
+  return rows;
+}
+
 // The value of a variable that formulas created, or NaN when there is none.
 inline double VariableValue(TVXExpressionEvaluatorBase& evaluator, const std::string& name) {
   TVXParsExprWord* word = evaluator.Words().Find(name.c_str());

@@ -31,52 +31,28 @@ struct PictureCase {
 // first section is the general number text; so is what a picture cannot show.
 TEST(FormatFloatPicture, Rules) {
   const PictureCase cases[] = {
-      {"", 0.5, "0.5"},
-      {"0", 0.5, "1"},
-      {"#.##", 0.5, ".5"},
-      {"#.##", 0, ""},
-      {"#,##0.00", 1234, "1,234.00"},
-      {"#,##0.00;(#,##0.00)", -1234, "(1,234.00)"},
-      {"#,##0.00;;Zero", 0, "Zero"},
-      {"0.000E+00", 0, "0.000E+00"},
-      {"#.###E-0", 1234, "1.234E3"},
-      {"#.###E-0", 0, "0E0"},
-      {"0", -2.5, "-3"},
-      {"0.0", 9.96, "10.0"},
-      {"#,##0", 999999.5, "1,000,000"},
-      {"#.#", 0.05, ".1"},
-      {"0.00", 2.675, "2.67"},
-      {"#,##0.00", 129809.495, "129,809.49"},
-      {"000.000", 12.3456, "012.346"},
-      {"#0.0#", 3.14159, "3.14"},
-      {".00", 12.5, "12.50"},
-      {"0", 1e15, "1000000000000000"},
-      {"0.0.0", 1.25, "1.25"},
-      {"0,000", 5, "0,005"},
-      {"0.00e-00", 0.000123, "1.23e-04"},
-      {"0.0E+000000", 5, "5.0E+0000"},
-      {"##0.0E+0", 12345, "123.5E+2"},
-      {"0.00E+00", -0.000999, "-9.99E-04"},
-      {"0.0E+0", 9.96, "1.0E+1"},
-      {"0.0;0.0-", -2.25, "2.3-"},
-      {"00.0;(0.00)", -1.123, "(1.12)"},
-      {"0.0;(0.0)", 0, "0.0"},
-      {"0.00", -0.001, "0.00"},
-      {"0.0;(0.0);'zero'", -0.01, "zero"},
-      {"0;-0;'nil'", 0.4, "nil"},
-      {"0;(0)", -0.0, "0"},
-      {";(0.0)", -2, "(2.0)"},
-      {";(0.0)", 2.5, "2.5"},
-      {"'Total: '0.00' kg'", 3.5, "Total: 3.50 kg"},
-      {"\"$\"0.00", -5, "-$5.00"},
-      {"0.0 'a;b'", 1, "1.0 a;b"},
-      {"0E", 5, "5E"},
-      {"[0]", 7, "[7]"},
-      {"0 'open", 7, "7 open"},
-      {"0.00", 1e20, "1E20"},
-      {"0.00", kNaN, "NAN"},
+      {"", 0.5, "0.5"},       {"0", 0.5, "1"},       {"#.##", 0.5, ".5"},    {"#.##", 0, ""},
+      {"#.###E-0", 0, "0E0"}, {"0", -2.5, "-3"},     {"0.0", 9.96, "10.0"},  {"#.#", 0.05, ".1"},
+      {".00", 12.5, "12.50"}, {"0,000", 5, "0,005"}, {"0;(0)", -0.0, "0"},   {";(0.0)", 2.5, "2.5"},
+      {"0E", 5, "5E"},        {"[0]", 7, "[7]"},     {"0.00", 1e20, "1E20"}, {"0.00", kNaN, "NAN"},
   };
-  for (const PictureCase& c : cases)
+  const PictureCase cases2[] = {
+      {"0.00", 2.675, "2.67"},     {"#0.0#", 3.14159, "3.14"},  {"0.0.0", 1.25, "1.25"},
+      {"0.0E+0", 9.96, "1.0E+1"},  {"0.0;0.0-", -2.25, "2.3-"}, {"0.0;(0.0)", 0, "0.0"},
+      {"0.00", -0.001, "0.00"},    {"0;-0;'nil'", 0.4, "nil"},  {";(0.0)", -2, "(2.0)"},
+      {"\"$\"0.00", -5, "-$5.00"}, {"0.0 'a;b'", 1, "1.0 a;b"}, {"0 'open", 7, "7 open"},
+  };
+  const PictureCase cases3[] = {
+      {"#,##0.00", 1234, "1,234.00"},         {"#,##0.00;(#,##0.00)", -1234, "(1,234.00)"},
+      {"#,##0.00;;Zero", 0, "Zero"},          {"0.000E+00", 0, "0.000E+00"},
+      {"#.###E-0", 1234, "1.234E3"},          {"#,##0", 999999.5, "1,000,000"},
+      {"#,##0.00", 129809.495, "129,809.49"}, {"000.000", 12.3456, "012.346"},
+      {"0", 1e15, "1000000000000000"},        {"0.00e-00", 0.000123, "1.23e-04"},
+      {"0.0E+000000", 5, "5.0E+0000"},        {"##0.0E+0", 12345, "123.5E+2"},
+      {"0.00E+00", -0.000999, "-9.99E-04"},   {"00.0;(0.00)", -1.123, "(1.12)"},
+      {"0.0;(0.0);'zero'", -0.01, "zero"},    {"'Total: '0.00' kg'", 3.5, "Total: 3.50 kg"},
+  };
+  for (const PictureCase& c : Rows(cases, cases2, cases3))
     EXPECT_EQ(FormatFloat(c.picture, c.value), c.text) << c.picture << " of " << c.value;
   EXPECT_EQ(FormatFloat("#,##0.00", 1234567.5, ',', '.'), "1.234.567,50");
   EXPECT_EQ(FormatFloat("", 2.5, ',', '.'), "2,5");
@@ -97,38 +73,31 @@ struct PatternCase {
 
 // m right after an hour means minutes; a marker before the hour counts as well, a quoted one
 // and a lone "a" do not. The time is rounded to milliseconds, which may reach the next day;
-// negative day numbers count the time forward.
+// negative day numbers count the time forward; before year one there is no calendar date.
 TEST(FormatDateTimePattern, Fields) {
   const PatternCase cases[] = {
+      {"d", kLeapDay, "29"},    {"ddd", kSaturday, "Sat"},  {"dddd", kLeapDay, "Tuesday"},
+      {"zzz", kLeapDay, "045"}, {"h:mm", kLeapDay, "9:07"}, {"h a", kSaturday, "13 a"},
+  };
+  const PatternCase cases2[] = {
+      {"mmmm", kLeapDay, "February"},         {"ddd d mmm yyyy", 2.75, "Mon 1 Jan 1900"},
+      {"hh nn ss", kLeapDay, "09 07 03"},     {"mm/dd hh:mm", kLeapDay, "02-29 09:07"},
+      {"h:nn am/pm", kSaturday, "1:04 pm"},   {"hh:nn a/p", kSaturday, "01:04 p"},
+      {"hh ampm", kMidnight, "12 AM"},        {"h:nn am/pm", 46347.5, "12:00 pm"},
+      {"am/pm h", kSaturday, "pm 1"},         {"hh 'am/pm'", kSaturday, "13 am/pm"},
+      {"t tt", kSaturday, "13:04 13:04:05"},  {"c", kMidnight, "2026-11-21"},
+      {"", kSaturday, "2026-11-21 13:04:05"}, {"yyyy-mm-dd dddd", -693594.0, "0000-00-00 "},
+  };
+  const PatternCase cases3[] = {
       {"yyyy-mm-dd hh:nn:ss.zzz", kSaturday, "2026-11-21 13:04:05.250"},
-      {"d", kLeapDay, "29"},
-      {"ddd", kSaturday, "Sat"},
-      {"dddd", kLeapDay, "Tuesday"},
-      {"mmmm", kLeapDay, "February"},
-      {"ddd d mmm yyyy", 2.75, "Mon 1 Jan 1900"},
-      {"hh nn ss", kLeapDay, "09 07 03"},
-      {"zzz", kLeapDay, "045"},
       {"yyyy-mm-dd hh:nn:ss.zzz", 0.99999999999, "1899-12-31 00:00:00.000"},
-      {"h:mm", kLeapDay, "9:07"},
-      {"mm/dd hh:mm", kLeapDay, "02-29 09:07"},
-      {"h:nn am/pm", kSaturday, "1:04 pm"},
-      {"hh:nn a/p", kSaturday, "01:04 p"},
-      {"hh ampm", kMidnight, "12 AM"},
-      {"h:nn am/pm", 46347.5, "12:00 pm"},
-      {"am/pm h", kSaturday, "pm 1"},
-      {"hh 'am/pm'", kSaturday, "13 am/pm"},
-      {"h a", kSaturday, "13 a"},
       {"dddddd", kSaturday, "Saturday, November 21, 2026"},
-      {"t tt", kSaturday, "13:04 13:04:05"},
-      {"c", kMidnight, "2026-11-21"},
-      {"", kSaturday, "2026-11-21 13:04:05"},
       {"'Date:' \"at\" h'h'nn", kSaturday, "Date: at 13h04"},
       {"x yyyy 'unclosed yyyy", kSaturday, "x 2026 unclosed yyyy"},
       {"dd.mm.yyyy hh:nn dddd", -1.25, "29.12.1899 06:00 Friday"},
-      {"yyyy-mm-dd dddd", -693594.0, "0000-00-00 "},  // before year one: no calendar date
       {"yyyy-mm-dd dddd", -693593.0, "0001-01-01 Monday"},
   };
-  for (const PatternCase& c : cases)
+  for (const PatternCase& c : Rows(cases, cases2, cases3))
     EXPECT_EQ(FormatDateTime(c.pattern, c.dayNumber), c.text) << c.pattern << " of " << c.dayNumber;
   // An invalid day number fails only when it is read.
   EXPECT_EQ(FormatDateTime("'fixed'", kNaN), "fixed");
