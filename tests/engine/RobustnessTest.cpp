@@ -93,21 +93,7 @@ TEST(Robustness, LongFlatFormulasAndExtremeNumbers) {
                              {"1e-99999999999999999999", "0"}});
 }
 
-// Deterministic pseudo-random formulas: raw bytes, and sequences of the language's own tokens.
-TEST(Robustness, RandomByteStrings) {
-  TVXExpressionEvaluator evaluator;
-  std::mt19937 random(20240501);
-  std::uniform_int_distribution<int> length(1, 24);
-  std::uniform_int_distribution<int> byte(0, 255);
-  for (int i = 0; i < 3000; ++i) {
-    std::string text;
-    const int n = length(random);
-    for (int k = 0; k < n; ++k) text += static_cast<char>(byte(random));
-    Probe(evaluator, text);
-    if (i % 500 == 499) evaluator.ClearExpressions();
-  }
-}
-
+// Deterministic pseudo-random sequences of the language's own tokens.
 TEST(Robustness, RandomTokenSequences) {
   std::vector<std::string> vocabulary;
   std::istringstream words(

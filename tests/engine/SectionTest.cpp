@@ -137,12 +137,6 @@ TEST(RunSection, JumpsLeadingOutOfTheSection) {
   EXPECT_TRUE(RunSection(evaluator, PairJumps(evaluator), 3, 4, result).Completed);
   EXPECT_EQ(VariableValue(evaluator, "c"), 3.0);
   EXPECT_EQ(VariableValue(evaluator, "done"), 0.0);
-  // An empty section clears a stale result.
-  result = TVXParsDouble::FromString("stale");
-  result.JumpFlag = true;
-  EXPECT_TRUE(RunSection(evaluator, PairJumps(evaluator), 1, 1, result).Completed);
-  EXPECT_EQ(Shown(result), "0");
-  EXPECT_FALSE(result.JumpFlag);
 }
 
 TEST(RunSection, StopRecursionSuppressesJumps) {

@@ -2,7 +2,6 @@
 // forms, the logical string operator and the filling of messages.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <limits>
 #include <string>
 
@@ -74,17 +73,6 @@ TEST(TryStrToFloat, AcceptsOnlyWholeDecimalNumbers) {
     EXPECT_EQ(TryStrToFloat(row.text, row.separator, value), row.ok) << row.text;
     EXPECT_EQ(value, row.ok ? row.value : -999) << row.text;
   }
-}
-
-TEST(DoubleConstant, TextForms) {
-  EXPECT_EQ(std::bit_cast<std::uint64_t>(TVXParsDoubleConstant("c", std::string()).Value.Value),
-            0xFFFFFFFFFFFFFFFFull);
-  EXPECT_EQ(TVXParsDoubleConstant("c", std::string("2,5"), ',').Value.Value, 2.5);
-  EXPECT_THROW(TVXParsDoubleConstant("c", std::string("abc")), EVXParserException);
-  EXPECT_EQ(Shown(TVXParsDoubleConstant("v", TVXVect{1, 2}, "", "").Value), "[ 1, 2]");
-  // The string form strips one enclosing pair of quotes, and only a pair.
-  EXPECT_EQ(Shown(TVXParsDoubleConstant("s", std::string("\"\"x\""), "", "", true).Value),
-            "\"\"x\"");
 }
 
 TEST(FormatMessage, FillsPlacesInOrderAndKeepsSurplusPlaces) {

@@ -54,8 +54,6 @@ TEST(Operators, ArithmeticIntegerOperatorsAndComparisons) {
   ExpectEachGives<TVXExpressionEvaluator>(kByZero, {"1 mod 0", "1 div 0.4", "[1,2] mod 0"});
   ExpectEachGives<TVXExpressionEvaluator>(
       kInvalid, {"sqrt(-1) div 1", "9223372036854775808 div 1", "sqrt(-1) or 1", "not (1/0)"});
-  TVXExpressionEvaluator comma(',');
-  EXPECT_EQ(Outcome(comma, "\"x\" + 2,5"), "\"x2,5\"");
 }
 
 // Integer powers round their exponent; a factorial takes the rounded argument; the integer

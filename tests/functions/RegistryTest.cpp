@@ -57,8 +57,6 @@ TEST(Registry, ConstantValues) {
       {"[WINDOW_RECTANGLE, WINDOW_HANNING, WINDOW_HAMMING, WINDOW_BLACKMAN, WINDOW_HANN, "
        "WINDOW_BLACKMAN_HARRIS_67DB, WINDOW_BLACKMAN_HARRIS_92DB]",
        "[ 0, 1, 2, 3, 5, 6, 7]"},
-      {"[SERIAL_NO_INPUT, SERIAL_RECEIVE_FIXED_NUMBER_OF_BYTES, SERIAL_WAIT_FOR_BYTE_SEQUENCE]",
-       "[ 0, 1, 2]"},
   };
   ExpectOutcomes(evaluator, rows);
   EXPECT_EQ(evaluator.Words().Find("TC_TYPE_K")->GeTVXPArsVarType(), vtBoolean);
