@@ -12,13 +12,9 @@ TEST(StopWatchdog, StopsALoopThatNeverEnds) {
   TVXExpressionEvaluator evaluator;
   const TCompiledScript script = CompileScript(evaluator, {"i:=0", "While(1)", "i:=i+1", "Wend"});
   TVXParsDouble result;
-  TVXSectionOutcome outcome;
-  bool fired = false;
-  {
-    TStopWatchdog watchdog(evaluator, std::chrono::milliseconds(50));
-    outcome = RunScript(evaluator, script, result);
-    fired = watchdog.Fired();
-  }
+  TStopWatchdog watchdog(evaluator, std::chrono::milliseconds(50));
+  const TVXSectionOutcome outcome = RunScript(evaluator, script, result);
+  const bool fired = watchdog.Fired();
   EXPECT_TRUE(fired && outcome.Aborted && !outcome.Completed && evaluator.StopRequested());
 }
 

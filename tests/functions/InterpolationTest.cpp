@@ -81,18 +81,16 @@ TEST(Interpolation, PidLoopStepsComputedByHand) {
   const std::string step =
       "[PIDLoop(v, 10, gain, integral, derivative, output, time, internal1, internal2), output, "
       "internal1, internal2]";
-  for (const char* line : {"v := 7", "gain := 1", "time := 1"}) Evaluated(ev, line);
+  Outcome(ev, "v := 7\ngain := 1\ntime := 1");
   EXPECT_EQ(Outcome(ev, step), "[ 3, 3, 3, 0]");
   EXPECT_EQ(Outcome(ev, step), "[ 3, 3, 3, 3]");
-  for (const char* line : {"gain := 2", "integral := 0.5", "derivative := 0.2", "time := 0.1",
-                           "output := 0", "internal1 := 0", "internal2 := 0"})
-    Evaluated(ev, line);
+  Outcome(ev,
+          "gain := 2\nintegral := 0.5\nderivative := 0.2\ntime := 0.1\noutput := 0\n"
+          "internal1 := 0\ninternal2 := 0");
   for (const auto& [v, shown] : {std::pair{"9", "[ 6.1, 6.1, 1, 0]"},
                                  {"7", "[ 14.4, 14.4, 3, 1]"},
-                                 {"8", "[ 0.6, 0.6, 2, 3]"}}) {
-    Evaluated(ev, std::string("v := ") + v);
-    EXPECT_EQ(Outcome(ev, step), shown) << v;
-  }
+                                 {"8", "[ 0.6, 0.6, 2, 3]"}})
+    EXPECT_EQ(Outcome(ev, std::string("v := ") + v + "\n" + step), shown) << v;
 }
 
 }  // namespace
