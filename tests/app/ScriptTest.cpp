@@ -19,7 +19,6 @@ TEST(SplitScriptLines, CutsAtLineBreaksAndDropsCarriageReturns) {
       {"a\r\nb\r\n", {"a", "b"}},
       {"\n\nx", {"", "", "x"}},
       {"a\r\r\n", {"a\r"}},  // only one "\r" belongs to the line break
-      {"If(1)\n\nEndIf\n", {"If(1)", "", "EndIf"}},
   };
   for (const auto& c : cases) EXPECT_EQ(SplitScriptLines(c.text), c.lines) << c.text;
 }

@@ -91,7 +91,7 @@ TEST(Allocation, FormulasAllocateNothingInSteadyState) {
   v.VarType = vtVector;
   for (int i = 0; i < 1000; ++i) v.Vector.push_back(i);
   evaluator.DefineVariable("v", &v, "", "");
-  for (const char* init : {"a := 1.5", "b := 2", "c := 3"}) Evaluated(evaluator, init);
+  Outcome(evaluator, "a := 1.5\nb := 2\nc := 3");
   const OutcomeRow rows[] = {
       {"a+b*c", "7.5"},
       {"sin(a-a)*cos(b)+sqrt(c+1)", "2"},

@@ -66,11 +66,6 @@ TEST(Folding, CompiledFormsWithAndWithoutFolding) {
           << row.formula;
     ExpectOutcomes(evaluator, {{"1+2*3", "7"}, {"x+2*3", "7"}, {"-(2^3)", "-8"}, {"K + 1", "43"}});
   }
-  // A folded comparison stays a condition; a folded sum does not.
-  TVXExpressionEvaluator evaluator;
-  EXPECT_TRUE(evaluator.GetAsBoolean(evaluator.AddExpression("1<2")));
-  EXPECT_FALSE(evaluator.GetAsBoolean(evaluator.AddExpression("2<1")));
-  EXPECT_THROW(evaluator.GetAsBoolean(evaluator.AddExpression("1+2")), EVXParserException);
 }
 
 // An empty text or a negative index yields the empty result: the all-ones NaN. The second form
@@ -94,9 +89,6 @@ TEST(Results, EmptyResultsIndicesAndTheSecondForm) {
     shown += Shown(result) + " ";
   }
   EXPECT_EQ(shown, "2 [ 2, 4] \"n=2\" 2 ");
-  Evaluated(evaluator, "[1, 2.5]");
-  EXPECT_EQ(evaluator.GetAsString(), "[ 1, 2.5]");
-  EXPECT_EQ(evaluator.GetExpressionCount(), 5);  // Evaluate and Evaluated add each time
 }
 
 // A condition is false exactly when its value lies strictly between -0.1 and 0.1, folded or not;
@@ -173,9 +165,6 @@ TEST(WordOperations, TheFirstWordOfANameStaysReplaceFunctionSwapsIt) {
   EXPECT_EQ(Outcome(evaluator, "sin(4)"), "8");
   evaluator.ReplaceFunction("sin", nullptr);
   EXPECT_EQ(Outcome(evaluator, "sin(1)"), "sin(1): unknown function \"sin\"");
-  evaluator.ReplaceFunction("double", std::make_unique<TVXParsVaryingFunction>(
-                                          "double", &Twice, 1, "", vxtSystem, "", "", ""));
-  EXPECT_EQ(Compiled(evaluator, "double(50) + 1"), "double (50); + (#0, 1)");
 }
 
 TEST(WordOperations, ClearExpressionsKeepsVariablesResetDropsThem) {

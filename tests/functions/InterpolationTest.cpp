@@ -32,8 +32,6 @@ TEST(Interpolation, LinearAndCubic) {
       {"InterpolCubic(0.5, r, [0,1,2], [0,1,0], yd) + \" \" + r", "\"0 0.6875\""},
       {"InterpolCubicPrepare([0,1,2], [0,1,0], yd, 1e31, 1e30)",
        "[ 0, -8.57142857142857E29, 3.42857142857143E30]"},
-      {"InterpolCubicPrepare([0,1,2], [0,1,0], yd, 1e30, 1e31)",
-       "[ -3.42857142857143E30, 8.57142857142857E29, 0]"},
       // y = x^2 with the true end slopes: the spline is the parabola itself, extrapolation too.
       {"InterpolCubicPrepare([0,1,2,3], [0,1,4,9], yd, 0, 6)", "[ 2, 2, 2, 2]"},
       {"InterpolCubic([0.5, 1.5, 2.25, 3, 4], r, [0,1,2,3], [0,1,4,9], yd) + \" \" + r",

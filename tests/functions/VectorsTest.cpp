@@ -105,10 +105,6 @@ TEST(Vectors, FunctionsThatRewriteTheirVariable) {
       {"u := 5\nVectorAppend(u, u) + \" \" + u", "\"0 [ 5]\""},
   };
   ExpectOutcomes(ev, rows);
-  // Within one compiled formula, appends accumulate.
-  const int index = ev.AddExpression("VectorAppend(w, [1,2])");
-  for (int i = 0; i < 3; ++i) ev.GetResults(index);
-  EXPECT_EQ(Outcome(ev, "w"), "[ 1, 2, 1, 2, 1, 2]");
 }
 
 // The interval is closed and NaN lies in none; an empty interval holds nothing. The first index
