@@ -120,7 +120,7 @@ TEST(FormatDateTimePattern, FollowsTheSettingsOneLevelDeep) {
   };
   for (const PatternCase& c : cases)
     EXPECT_EQ(FormatDateTime(c.pattern, c.dayNumber, settings), c.text) << c.pattern;
-  settings.ShortDateFormat = "'<'ddddd'>'";  // names itself
+  settings.ShortDateFormat = "'<'ddddd'>'";  // names itself: expanded one level deep
   EXPECT_EQ(FormatDateTime("c", kMidnight, settings), "<>");
 }
 

@@ -243,11 +243,9 @@ TEST(SignalThreads, ConcurrentTransformsAgreeWithSequentialOnes) {
   constexpr int kThreads = 4;
   auto run = [](int t, std::vector<TVXVect>& out) {
     TVXExpressionEvaluator ev;
-    TVXParsDouble x;
-    ev.DefineVariable("x", &x, "", "");
     for (int round = 0; round < 20; ++round) {
-      const std::size_t n = std::size_t{64} << ((t + round) % 6);
-      x = TVXParsDouble::FromVector(Noise(n, static_cast<unsigned>(t * 100 + round)));
+      ev.Evaluate("Ramp(x, " + std::to_string(t) + ", 0.37, " +
+                  std::to_string(64 << ((t + round) % 6)) + ")");
       out.push_back(ev.Evaluate("RealFFT(x, " + std::to_string(round % 8) + ", 1, p)").Vector);
       out.push_back(ev.Evaluate("AutoCorrelation(x, 3)").Vector);
     }
