@@ -63,8 +63,7 @@ TEST(RunScript, GivesTheLastResultOrTheErrorWithItsLine) {
 TEST(RunScript, TraceTellsEveryEvaluatedIndexInOrder) {
   // The condition holds, so the If does not jump; the Else jumps past the EndIf (index 5).
   const ScriptRun run = RunText("x:=5\nIf(x>3)\ny:=7\nElse\ny:=2\nEndIf\ny");
-  EXPECT_EQ(run.output, "7");
-  EXPECT_EQ(run.trace, "0=5 1=0 2=7 3=1 6=7 ");
+  EXPECT_EQ(run.output + " | " + run.trace, "7 | 0=5 1=0 2=7 3=1 6=7 ");
 }
 
 TEST(CompileScript, IndexesFollowLinesFromTheFirstFreeIndex) {

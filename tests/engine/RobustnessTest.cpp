@@ -87,9 +87,7 @@ TEST(Robustness, LongFlatFormulasAndExtremeNumbers) {
                              {("VectorGetSize(" + vector + "])").c_str(), "20001"},
                              {("StrLen(\"" + std::string(100000, 'x') + "\")").c_str(), "100000"},
                              {std::string(400, '9').c_str(), "inf"},
-                             {"-1e400", "-inf"},
-                             {"1e308 * 10", "inf"},
-                             {"1e99999999999999999999", "inf"},
+                             {"1e308 * 10 + 1e99999999999999999999", "inf"},
                              {"1e-99999999999999999999", "0"}});
 }
 

@@ -7,9 +7,7 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <initializer_list>
 #include <sstream>
 #include <string>
@@ -94,8 +92,7 @@ void ExpectEachGives(const std::string& outcome, std::initializer_list<const cha
   }
 }
 
-// The rows of several tables, one after another (a table is cut by row length only so that it
-// lays out in columns).
+// The rows of several tables in turn (a table cut by row length only, to lay out in columns).
 template <typename Row, std::size_t... N>
 std::vector<Row> Rows(const Row (&... tables)[N]) {
   std::vector<Row> rows;

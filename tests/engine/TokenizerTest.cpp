@@ -31,7 +31,6 @@ TEST(Scanning, FormulaOutcomes) {
   };
   ExpectOutcomes(evaluator, rows);
   ExpectOutcomes(evaluator, rowsLong);
-  EXPECT_EQ(Outcome(evaluator, "$"), "$: \"$\" is not a valid number");
   EXPECT_EQ(Outcome(evaluator, "$1FFFFFFFFFFFFFFFF"),
             "$1FFFFFFFFFFFFFFFF: \"$1FFFFFFFFFFFFFFFF\" is not a valid number");
 }

@@ -1,6 +1,5 @@
-// Vector functions, driven through the evaluator: statistics, element access, reshaping, range
-// tests, peak holding, the filters whose state lives in a formula variable, matrix channels.
-// A row "f(v, ...) + \" \" + v" shows a function's result and then what it left in v.
+// Vector functions through the evaluator: statistics, access, reshaping, ranges, peaks, filters
+// with state in a variable, matrices. A row "f(v) + \" \" + v" shows a result, then what v holds.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -44,7 +43,6 @@ TEST(Vectors, StatisticsAccessAndReshaping) {
       {"[[1,2], 3]", "[ 0, 3]"},
       {"VectorCopy([1,2,3,4], 2, 10)", "[ 3, 4]"},
       {"VectorCopy([1,2,3,4], 0.5, 1.5)", "[ 1, 2]"},
-      {"VectorCopy([1,2,3,4], -1e300, 1)", "[ 1]"},
       {"VectorCopy([1,2,3,4], 1, -3)", "]"},
       {"VectorResample(7, 3)", "[ 7, 7, 7]"},
       {"VectorResample([1,2], 4)", "[ 1, 1, 2, 2]"},
@@ -62,10 +60,8 @@ TEST(Vectors, SizesLengthsAndArgumentKinds) {
       {"Ramp(r, 0, 1, 1/0)", "Ramp: a vector may hold at most 134217728 elements"},
       {"VectorResample(1, 134217729)",
        "VectorResample: a vector may hold at most 134217728 elements"},
-      {"VectorResample([], 2)", "VectorResample: the vector is empty"},
       {"VectorCopy([1,2], 0/0, 1)", "Invalid floating point operation"},
       {"MovingAverage(1, 0.4, s)", "MovingAverage: the length must be at least 1"},
-      {"MovingAverage(1, 1e9, s)", "MovingAverage: a vector may hold at most 134217728 elements"},
       {"DelayLineReverse(1, -1, s)", "DelayLineReverse: the length must be at least 1"},
       {"Histogram(1, 0, 1, 0, 0, s)", "Histogram: the number of bins must be at least 1"},
       {"Histogram(1, 2, 2, 4, 0, s)", "Histogram: endvalue must differ from startvalue"},
@@ -249,11 +245,10 @@ TEST(Vectors, HistogramCountsIntoRoundedBinsAndAccumulates) {
       {"Histogram(h, 0, 1, 2, 0, h) + \" \" + h", "\"0 [ 1, 4]\""},
   };
   ExpectOutcomes(ev, rows);
-  const int index = ev.AddExpression("Histogram([0.1, 0.3, 0.6, 0.9, -1], 0, 1, 2, 0, g)");
-  for (const char* counts : {"[ 2, 3]", "[ 4, 6]"}) {
-    EXPECT_EQ(Shown(ev.GetResults(index)), "0");
-    EXPECT_EQ(Outcome(ev, "g"), counts);
-  }
+  const int index =
+      ev.AddExpression("Histogram([0.1, 0.3, 0.6, 0.9, -1], 0, 1, 2, 0, g) + \" \" + g");
+  EXPECT_EQ(Shown(ev.GetResults(index)), "\"0 [ 2, 3]\"");
+  EXPECT_EQ(Shown(ev.GetResults(index)), "\"0 [ 4, 6]\"");  // counts accumulate
 }
 
 TEST(Vectors, MatrixChannels) {
