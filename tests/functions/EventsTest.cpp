@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "functions/FormulaHost.h"
-#include "tests/functions/FormulaTestSupport.h"
+#include "tests/engine/TestSupport.h"
 
 namespace loom {
 namespace {
@@ -31,20 +31,20 @@ struct HostedEvaluator : TVXExpressionEvaluator {
 
 TEST(EventsAndTiming, ClockFunctionsReadTheHostsClock) {
   HostedEvaluator ev;
-  EXPECT_EQ(EvaluateOnce(ev, "GetTickCount").Value, 4294967295.0);
-  EXPECT_EQ(EvaluateOnce(ev, "Now").Value, 45000.25);
-  EXPECT_EQ(EvaluateOnce(ev, "toc").Value, 13300000000.0);  // no tic: since the clock's epoch
-  EvaluateOnce(ev, "tic");
+  EXPECT_EQ(Evaluated(ev, "GetTickCount").Value, 4294967295.0);
+  EXPECT_EQ(Evaluated(ev, "Now").Value, 45000.25);
+  EXPECT_EQ(Evaluated(ev, "toc").Value, 13300000000.0);  // no tic: since the clock's epoch
+  Evaluated(ev, "tic");
   ev.host.fileTime += 15000000;
-  EXPECT_EQ(EvaluateOnce(ev, "toc").Value, 1.5);
-  EvaluateOnce(ev, "tic");
-  EXPECT_EQ(EvaluateOnce(ev, "toc").Value, 0.0);
+  EXPECT_EQ(Evaluated(ev, "toc").Value, 1.5);
+  Evaluated(ev, "tic");
+  EXPECT_EQ(Evaluated(ev, "toc").Value, 0.0);
 }
 
 TEST(EventsAndTiming, EventsAreQueuedInOrderWithRoundedIntegers) {
   HostedEvaluator ev;
-  EvaluateOnce(ev, "FireEvent(2.5, \"first\")");
-  EvaluateOnce(ev, "FireEventEx(4294967301, -1.5, 0.5, 1.5, 7, 8, 1, 2, 3, 4, \"full\")");
+  Evaluated(ev, "FireEvent(2.5, \"first\")");
+  Evaluated(ev, "FireEventEx(4294967301, -1.5, 0.5, 1.5, 7, 8, 1, 2, 3, 4, \"full\")");
   ASSERT_EQ(ev.DeferredEvents.size(), 2u);
   const TDeferredEvent& a = *ev.DeferredEvents[0];
   EXPECT_EQ(a.eventID, 2);
@@ -62,21 +62,21 @@ TEST(EventsAndTiming, EventsAreQueuedInOrderWithRoundedIntegers) {
 
 TEST(EventsAndTiming, PanelAndSerialCallsReachTheHostAndNothingElse) {
   HostedEvaluator ev;
-  EvaluateOnce(ev, "UpdateOutputs");
-  EvaluateOnce(ev, "UpdateInputData");
-  EXPECT_EQ(EvaluateOnce(ev, "SerialWriteString(\"AT\" + Chr(13))").Value, 1.0);
-  EXPECT_EQ(EvaluateOnce(ev, "SerialWriteString(\"\")").Value, 1.0);
+  Evaluated(ev, "UpdateOutputs");
+  Evaluated(ev, "UpdateInputData");
+  EXPECT_EQ(Evaluated(ev, "SerialWriteString(\"AT\" + Chr(13))").Value, 1.0);
+  EXPECT_EQ(Evaluated(ev, "SerialWriteString(\"\")").Value, 1.0);
   EXPECT_EQ(ev.host.calls, "OI");
   EXPECT_EQ(ev.host.serial, "AT\r");
   // Without a host: nothing to reach, no error, and the serial function still answers 1.
   TVXExpressionEvaluator plain;
-  EvaluateOnce(plain, "UpdateOutputs");
-  EXPECT_EQ(EvaluateOnce(plain, "SerialWriteString(\"x\")").Value, 1.0);
+  Evaluated(plain, "UpdateOutputs");
+  EXPECT_EQ(Evaluated(plain, "SerialWriteString(\"x\")").Value, 1.0);
 }
 
 TEST(EventsAndTiming, WrongKindsAndMissingEngineAreReported) {
   HostedEvaluator ev;
-  const ErrorCase cases[] = {
+  const OutcomeRow cases[] = {
       {"FireEvent(\"a\", \"b\")", "Invalid parameters"},
       {"FireEvent(1, 2)", "Invalid parameters"},
       {"FireEventEx(1, 2, \"3\", 4, 5, 6, 7, 8, 9, 10, \"t\")", "Invalid parameters"},
@@ -87,14 +87,14 @@ TEST(EventsAndTiming, WrongKindsAndMissingEngineAreReported) {
       {"MatlabGetVector(\"x\", v)",
        "MatlabGetVector: this function is not available in this build"},
   };
-  for (const ErrorCase& c : cases) EXPECT_EQ(ErrorOf(ev, c.formula), c.message) << c.formula;
+  ExpectOutcomes(ev, cases);
   EXPECT_TRUE(ev.DeferredEvents.empty());
 }
 
 TEST(EventsAndTiming, WaitEndsAtOnceOnAStopRequest) {
   TVXExpressionEvaluator ev;
   const int wait = ev.AddExpression("Wait(10000)");
-  EvaluateOnce(ev, "Wait(0)");
+  Evaluated(ev, "Wait(0)");
   const auto start = std::chrono::steady_clock::now();
   std::thread stopper([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));

@@ -19,7 +19,7 @@
 
 #include "matlab/MatlabInterface.h"
 #include "panel/MatlabLink.h"
-#include "tests/functions/FormulaTestSupport.h"
+#include "tests/engine/TestSupport.h"
 
 namespace loom {
 namespace {
@@ -137,7 +137,7 @@ TEST_F(MatlabBridgeTest, FormulasReachTheEngineAndReadItsDisplayText) {
   } host;
   TVXExpressionEvaluator ev;
   ev.Host = &host;
-  auto text = [&](const char* formula) { return ParsDoubleAsString(EvaluateOnce(ev, formula)); };
+  auto text = [&](const char* formula) { return ParsDoubleAsString(Evaluated(ev, formula)); };
   EXPECT_EQ(text("v := [42]"), "[ 42]");
   EXPECT_EQ(text("MatlabGetVector(\"undefinedname\", v)"), "0");  // no columns: v stays
   EXPECT_EQ(text("v"), "[ 42]");
@@ -146,7 +146,7 @@ TEST_F(MatlabBridgeTest, FormulasReachTheEngineAndReadItsDisplayText) {
   EXPECT_EQ(text("v"), "[ 1, 2, 3, 4, 5]");
   EXPECT_EQ(text("MatlabPutVector(\"p\", [0.5, -2])"), "1");
   EXPECT_EQ(text("MatlabCommand(\"p\")"), "p =\n\n   0.5000  -2.0000\n\n");
-  EXPECT_EQ(ErrorOf(ev, "MatlabCommand(\"error('bad value %d', 7)\")"), "error: bad value 7");
+  EXPECT_EQ(Outcome(ev, "MatlabCommand(\"error('bad value %d', 7)\")"), "error: bad value 7");
 }
 
 TEST_F(MatlabBridgeTest, ACallPastItsTimeOutIsInterruptedAndTheEngineStaysUsable) {
