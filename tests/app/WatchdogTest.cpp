@@ -1,8 +1,8 @@
 // The --timeout watchdog: it stops a running section once, and only when the time is up.
 #include <gtest/gtest.h>
 
-#include "engine/Script.h"
 #include "app/Watchdog.h"
+#include "engine/Script.h"
 #include "functions/Registry.h"
 
 namespace loom {

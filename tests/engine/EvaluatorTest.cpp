@@ -208,9 +208,9 @@ TEST(WordOperations, ReplacedWordsLiveAsLongAsTheExpressionsThatReadThem) {
   EXPECT_EQ(evaluator.GetResults(sum).Value, 2.0);  // still the replaced word's value
   EXPECT_TRUE(evaluator.GetAsBoolean(test));
   EXPECT_TRUE(evaluator.isBoolean());
-  EXPECT_EQ(Number(evaluator, "x + 1"), 8.0);  // new formulas read the new word
+  EXPECT_EQ(Outcome(evaluator, "x + 1"), "8");  // new formulas read the new word
   evaluator.ClearExpressions();
-  EXPECT_EQ(Number(evaluator, "x * 2"), 14.0);
+  EXPECT_EQ(Outcome(evaluator, "x * 2"), "14");
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "functions/Registry.h"
 #include "engine/Sections.h"
+#include "functions/Registry.h"
 #include "tests/engine/TestSupport.h"
 
 namespace loom {

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "functions/FormulaHost.h"
+#include "functions/Registry.h"
 #include "tests/engine/TestSupport.h"
 
 namespace loom {

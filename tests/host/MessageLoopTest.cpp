@@ -1,12 +1,12 @@
 // The message loop: order of delivery, posts from other threads, dropped targets and timers on
 // a clock the test advances itself.
-#include "host/MessageLoop.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 #include <vector>
+
+#include "host/MessageLoop.h"
 
 namespace loom {
 namespace {
@@ -95,7 +95,12 @@ TEST(MessageLoopTest, TimersFireEveryIntervalWhileEnabledOnTheLoopsClock) {
   // A callback may stop or delete its own timer.
   loop.SetTimerEnabled(timer, true);
   loop.DeleteTimer(timer);
-  const TTimerId once = loop.CreateTimer([&] { ++ticks; loop.DeleteTimer(timer); }, 10);
+  const TTimerId once = loop.CreateTimer(
+      [&] {
+        ++ticks;
+        loop.DeleteTimer(timer);
+      },
+      10);
   timer = once;
   loop.SetTimerEnabled(once, true);
   now = 1010;

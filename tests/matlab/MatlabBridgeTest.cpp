@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "functions/Registry.h"
 #include "matlab/MatlabInterface.h"
 #include "panel/MatlabLink.h"
 #include "tests/engine/TestSupport.h"
