@@ -16,6 +16,7 @@ PACKAGES=(
   python3                            # the end-to-end tests of the command line
   clang libclang-rt-14-dev           # fuzzing with libFuzzer
   clang-format                       # make format
+  qt6-base-dev fonts-dejavu-core     # the configuration dialogs and the live plot (Qt 6 Widgets)
 )
 
 missing=()
