@@ -13,6 +13,9 @@
 #include "app/Repl.h"
 #include "app/RunCommand.h"
 #include "serial/PortTable.h"
+#ifdef LOOM_HAVE_UI
+#include "ui/EditCommand.h"
+#endif
 
 namespace {
 
@@ -193,6 +196,17 @@ int main(int argc, char** argv) {
   CLI::App* portsCommand = app.add_subcommand(
       "ports", "list the serial port table: number, device and whether it can be opened now");
 
+#ifdef LOOM_HAVE_UI
+  TEditCommandOptions edit;
+  CLI::App* editCommand = app.add_subcommand(
+      "edit", "open the property page on a panel's settings file (a new file when missing)");
+  editCommand->add_option("FILE", edit.File, "a panel's settings file")->required()->type_name("");
+  editCommand
+      ->add_option("--macros", edit.MacroFile,
+                   "the macro file (default: macros.dat beside the loom executable)")
+      ->type_name("FILE");
+#endif
+
   try {
     std::vector<std::string> arguments = ProtectBracketArguments(argc, argv);
     app.parse(arguments);
@@ -220,6 +234,9 @@ int main(int argc, char** argv) {
     return RunRunCommand(run, std::cout, std::cerr);
   }
   if (checkCommand->parsed()) return RunCheckCommand(checkFile, std::cout, std::cerr);
+#ifdef LOOM_HAVE_UI
+  if (editCommand->parsed()) return RunEditCommand(edit, argc, argv, std::cout, std::cerr);
+#endif
   if (portsCommand->parsed()) {
     std::cout << DescribePortTable();
     return kExitOk;

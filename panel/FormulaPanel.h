@@ -17,6 +17,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -94,6 +95,15 @@ struct TWLDataInputPacket {
   std::string StringInput;
   std::string SerialInput;
 };
+
+// A name the property page offers for drag and drop, with the text its context help shows.
+struct TPanelName {
+  const char* Name;
+  const char* Description;
+};
+// The system variables and the constants in the order the property page lists them.
+std::span<const TPanelName> PanelSystemVariables();
+std::span<const TPanelName> PanelConstants();
 
 class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
  public:

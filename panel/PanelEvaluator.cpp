@@ -17,10 +17,7 @@ constexpr const char* kTimeAxisText =
     "Timestart is the time of the first sample of the block in seconds, timelength the time the "
     "block spans in seconds; a formula that sets them gives its output channels that time axis.";
 
-struct TSystemVariableText {
-  const char* name;
-  const char* description;
-};
+using TSystemVariableText = TPanelName;
 
 // The system variables in the order the property page lists them.
 constexpr TSystemVariableText kSystemVariables[] = {
@@ -83,7 +80,7 @@ constexpr TSystemVariableText kConstants[] = {
 
 const char* DescriptionOf(const char* name) {
   for (const TSystemVariableText& v : kSystemVariables)
-    if (std::string_view(v.name) == name) return v.description;
+    if (std::string_view(v.Name) == name) return v.Description;
   return "";
 }
 
@@ -98,6 +95,14 @@ void SetNumber(TVXParsDouble& value, double number) {
 }
 
 }  // namespace
+
+std::span<const TPanelName> PanelSystemVariables() {
+  return kSystemVariables;
+}
+
+std::span<const TPanelName> PanelConstants() {
+  return kConstants;
+}
 
 void TKQVXFormulaPanel::DefineSystemVariable(const char* name, TVXParsDouble& value) {
   evaluator_.DefineVariable(name, &value, DescriptionOf(name), kVariablesHelp);
@@ -145,14 +150,14 @@ void TKQVXFormulaPanel::FillNameLists() {
   systemNames_.clear();
   systemTexts_.clear();
   for (const TSystemVariableText& v : kSystemVariables) {
-    systemNames_.push_back(v.name);
-    systemTexts_.push_back(v.description);
+    systemNames_.push_back(v.Name);
+    systemTexts_.push_back(v.Description);
   }
   constantNames_.clear();
   constantTexts_.clear();
   for (const TSystemVariableText& c : kConstants) {
-    constantNames_.push_back(c.name);
-    constantTexts_.push_back(c.description);
+    constantNames_.push_back(c.Name);
+    constantTexts_.push_back(c.Description);
   }
 }
 
