@@ -14,6 +14,9 @@
 #include "host/RunSummary.h"
 #include "host/Worksheet.h"
 #include "panel/Validation.h"
+#ifdef LOOM_HAVE_UI
+#include "ui/PlotWindow.h"
+#endif
 
 namespace loom {
 
@@ -116,13 +119,19 @@ int RunRunCommand(const TRunCommandOptions& o, std::ostream& out, std::ostream& 
         std::cerr << "\r" << FormatProgressLine(progress, 79) << "\x1b[K" << std::flush;
         drawn = true;
       };
-    TReferenceHost host(std::move(worksheet), std::move(options));
-    host.Prepare();
-    TRunReport report;
-    {
+    const auto runHost = [&] {
+      TReferenceHost host(std::move(worksheet), std::move(options));
+      host.Prepare();
       TInterruptScope interrupts;
-      report = host.Run();
-    }
+      return host.Run();
+    };
+    TRunReport report;
+#ifdef LOOM_HAVE_UI
+    if (o.Plot)
+      report = RunWithPlot(o.File, options, runHost);
+    else
+#endif
+      report = runHost();
     if (drawn) std::cerr << "\r\x1b[K" << std::flush;
     if (!o.Quiet) out << FormatRunSummary(report, o.File);
     if (report.Stopped) {

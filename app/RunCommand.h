@@ -27,6 +27,7 @@ struct TRunCommandOptions {
   bool AllEvents = false;
   bool Quiet = false;     // no summary
   bool Progress = false;  // draw the progress line (on a terminal)
+  bool Plot = false;      // show the channels and events live in a window (with the Qt UI)
 };
 
 // Runs the command; the summary goes to out, errors to err. Returns the exit status.

@@ -187,6 +187,10 @@ int main(int argc, char** argv) {
   runCommand->add_flag("--all-events", run.AllEvents,
                        "log \"Before evaluation\" and \"After evaluation\" too");
   runCommand->add_flag("--quiet", run.Quiet, "print no summary");
+#ifdef LOOM_HAVE_UI
+  runCommand->add_flag("--plot", run.Plot,
+                       "plot the input and output channels live, with the events beside them");
+#endif
   runCommand->add_flag("--no-progress", runNoProgress, "draw no progress line on a terminal");
   std::string checkFile;
   CLI::App* checkCommand =

@@ -614,6 +614,7 @@ void TReferenceHost::TImpl::OnEvent(TPanelSite& site, int index, const std::stri
       for (int i = 0; i < 4; ++i) event.DData[i] = a[5 + static_cast<std::size_t>(i)];
     }
     for (auto& [path, log] : logs_) log->Write(event);
+    if (options_.OnEvent) options_.OnEvent(event);
   }
   const auto links = eventLinks_.find({site.Index(), index});
   if (links == eventLinks_.end()) return;
@@ -678,6 +679,17 @@ void TReferenceHost::TImpl::OnOutputs(TPanelSite& site, const std::vector<TSentB
 void TReferenceHost::TImpl::RouteRows(bool fromPanel, std::size_t producer,
                                       const std::vector<const std::vector<double>*>& columns,
                                       const std::vector<double>& times) {
+  if (options_.OnRows) {
+    std::vector<std::string> names;
+    if (fromPanel)
+      for (const TOutputChannelDefinition& channel : sites_[producer].Site->OutputChannels())
+        names.push_back(channel.Name);
+    else
+      names = sources_[producer].Data->ChannelNames();
+    const std::string& name =
+        fromPanel ? sites_[producer].Spec->Name : sources_[producer].Spec->Name;
+    options_.OnRows({name, fromPanel, names, columns, times});
+  }
   std::vector<const std::vector<double>*> mine;
   for (TSinkRoute& route : routes_) {
     mine.clear();

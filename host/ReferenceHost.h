@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "host/EventLog.h"
 #include "host/Worksheet.h"
 
 namespace loom {
@@ -39,6 +40,16 @@ struct TRunProgress {
   double DataSeconds = 0;
 };
 
+// One block of rows for a live view: what a source delivered or a panel sent. Columns[c] is
+// channel c of the producer, null when the block does not carry it.
+struct TRunRows {
+  const std::string& Producer;  // the source's or the panel's name
+  bool FromPanel;
+  const std::vector<std::string>& Names;  // the producer's channel names
+  const std::vector<const std::vector<double>*>& Columns;
+  const std::vector<double>& Times;  // seconds, one per row
+};
+
 struct TRunOptions {
   std::string OutputDir;   // relative output names resolve here instead (empty: unchanged)
   std::string EventsFile;  // the event log, instead of the worksheet's
@@ -49,6 +60,9 @@ struct TRunOptions {
   double Duration = 0;  // 0: the worksheet's
   // Called about ten times a second while the run goes on.
   std::function<void(const TRunProgress&)> OnProgress;
+  // A live view's taps, called on the host's thread: every block of rows, every logged event.
+  std::function<void(const TRunRows&)> OnRows;
+  std::function<void(const THostEvent&)> OnEvent;
 };
 
 struct TPanelReport {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 
@@ -11,6 +12,7 @@
 #include "ui/core/EolSequence.h"
 #include "ui/core/MacroFile.h"
 #include "ui/core/MatlabClipboard.h"
+#include "ui/core/PlotStore.h"
 #include "ui/core/SerialTexts.h"
 
 namespace loom {
@@ -151,6 +153,35 @@ TEST(SerialTexts, RefusalAndModes) {
   EXPECT_STREQ(InputModeDescription(iomNoInput), "Serial input is not enabled.");
   EXPECT_NE(std::string(InputModeDescription(iomEOLSequenze)).find("SerialInputEOLSequence"),
             std::string::npos);
+}
+
+TEST(PlotStore, BinsSamplesByTime) {
+  TPlotStore store(0.5, 3);  // bins of half a second, three kept per channel
+  const std::vector<double> times{0.0, 0.2, 0.6, 0.7, 1.1}, a{1, 3, -2, NAN, 5}, b{7, 7, 7, 7, 7};
+  store.Append("gen", false, {"a"}, {&a, nullptr}, times);  // no name for a column: numbered
+  store.Append("p", true, {}, {&b}, {2.0});                 // rows beyond the times are cut
+  std::vector<TPlotSeries> series = store.Snapshot();
+  ASSERT_EQ(series.size(), 2u);
+  EXPECT_EQ(series[0].Name, "gen.a");
+  EXPECT_EQ(series[1].Name, "p.channel1");
+  EXPECT_TRUE(series[1].Output);
+  const auto bins = [](const TPlotSeries& s) {
+    std::vector<std::tuple<std::int64_t, double, double>> out;
+    for (const TPlotBin& bin : s.Bins) out.emplace_back(bin.Index, bin.Min, bin.Max);
+    return out;
+  };
+  using Bins = std::vector<std::tuple<std::int64_t, double, double>>;
+  EXPECT_EQ(bins(series[0]), (Bins{{0, 1, 3}, {1, -2, -2}, {2, 5, 5}}));  // NaN left out
+  EXPECT_EQ(store.LatestTime(), 2.0);
+  EXPECT_EQ(store.SamplesSeen(), 6u);
+
+  store.Append("gen", false, {"a"}, {&b}, {3.1, 3.2});  // older bins drop out
+  EXPECT_EQ(bins(store.Snapshot()[0]), (Bins{{1, -2, -2}, {2, 5, 5}, {6, 7, 7}}));
+  store.Append("gen", false, {"a"}, {&a}, {0.1});  // far back: a new time axis
+  EXPECT_EQ(bins(store.Snapshot()[0]), (Bins{{0, 1, 1}}));
+  store.AppendEvent("one");
+  EXPECT_EQ(store.TakeEvents(), Lines{"one"});
+  EXPECT_TRUE(store.TakeEvents().empty());
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
-// The property page driven as a user would, on the offscreen platform: the validation dialog,
-// macros, the serial page on a pseudo-terminal, the end-of-line rows, the test bed's clipboard,
-// and a settings file written through the dialog and read back by a panel.
+// The dialogs driven as a user would, on the offscreen platform: the property page's validation
+// dialog, macros, the serial page on a pseudo-terminal, the end-of-line rows, the test bed's
+// clipboard, a settings file written through the dialog and read back by a panel; and the live
+// plot fed by a real run of the machine worksheet.
 #include <pty.h>
 #include <unistd.h>
 
@@ -13,11 +14,13 @@
 #include <fstream>
 
 #include "host/RecordingHost.h"
+#include "host/ReferenceHost.h"
 #include "panel/FormulaPanel.h"
 #include "serial/PortTable.h"
 #include "ui/Dialogs.h"
 #include "ui/EditCommand.h"
 #include "ui/MatlabTestBed.h"
+#include "ui/PlotWindow.h"
 #include "ui/PropertyPage.h"
 #include "ui/QtText.h"
 #include "ui/SerialPage.h"
@@ -52,7 +55,7 @@ QString DialogText(TPropertyPageFormulaPanel& page, const std::function<void()>&
 
 }  // namespace
 
-class PropertyPageTest : public QObject {
+class UiTest : public QObject {
   Q_OBJECT
 
  private slots:
@@ -352,9 +355,48 @@ class PropertyPageTest : public QObject {
     QTest::keyClick(&page, Qt::Key_Return, Qt::ControlModifier);
     QCOMPARE(page.result(), int(QDialog::Accepted));
   }
+
+  void PlotFollowsARun() {
+    QTemporaryDir dir;
+    TPlotStore store;
+    TRunOptions options;
+    options.OutputDir = FromQ(dir.path());
+    options.OnRows = [&](const TRunRows& rows) {
+      store.Append(rows.Producer, rows.FromPanel, rows.Names, rows.Columns, rows.Times);
+    };
+    options.OnEvent = [&](const THostEvent& event) { store.AppendEvent(PlotEventLine(event)); };
+    TReferenceHost host(LoadWorksheet(LOOM_SOURCE_DIR "/examples/machine/machine.ini"), options);
+    host.Prepare();
+    const TRunReport report = host.Run();
+    QVERIFY(!report.Stopped);
+
+    QStringList names;
+    for (const TPlotSeries& series : store.Snapshot()) {
+      names << ToQ(series.Name) + (series.Output ? "*" : "");
+      for (const TPlotBin& bin : series.Bins) QVERIFY(bin.Min <= bin.Max);
+    }
+    names.sort();
+    QCOMPARE(names, QStringList({"cooling.CoolingPower*", "rms.VibrationRMS*",
+                                 "spectrum.DominantFrequency*", "temperature.Temperature*",
+                                 "thermo.voltage", "vibration.accel"}));
+    // Each panel sends one number on its one channel per cycle, and once more at the end (Exit).
+    std::uint64_t outputs = 0;
+    for (const TPanelReport& panel : report.Panels) outputs += panel.Cycles + 1;
+    QCOMPARE(store.SamplesSeen(), report.Samples + outputs);
+    const std::vector<std::string> events = store.TakeEvents();
+    QVERIFY(std::any_of(events.begin(), events.end(), [](const std::string& line) {
+      return line.find("temperature  OverTemperature: housing at") != std::string::npos;
+    }));
+
+    TPlotWindow window("machine", store);
+    window.Refresh();
+    QCOMPARE(window.Events()->blockCount(), 1);  // the events were taken above
+    const QImage image = window.grab().toImage();
+    QVERIFY(!image.isNull());
+  }
 };
 
 }  // namespace loom
 
-QTEST_MAIN(loom::PropertyPageTest)
-#include "PropertyPageTest.moc"
+QTEST_MAIN(loom::UiTest)
+#include "UiTest.moc"
