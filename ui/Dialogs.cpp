@@ -79,7 +79,9 @@ TUFFEditMacro::TUFFEditMacro(TMacroFile file, QWidget* parent)
   auto* create = new QHBoxLayout;
   create->addWidget(ENewMacro, 1);
   create->addWidget(BCreate);
-  form->addRow("&New macro", create);
+  auto* newLabel = new QLabel("&New macro");
+  newLabel->setBuddy(ENewMacro);  // a row of two widgets gets no buddy by itself
+  form->addRow(newLabel, create);
   auto* buttons = new QDialogButtonBox;
   buttons->addButton("&Insert into scripts", QDialogButtonBox::AcceptRole);
   buttons->addButton(QDialogButtonBox::Close);

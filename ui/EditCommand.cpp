@@ -50,8 +50,6 @@ int RunEditCommand(const TEditCommandOptions& options, int argc, char** argv, st
     std::ostringstream text;
     text << file.rdbuf();
     settings = ReadPanelSettings(text.str(), problems);
-  } else {
-    settings.ExitStartIndex = 0;
   }
   QApplication application(argc, argv);
   TPropertyPageFormulaPanel page(settings,

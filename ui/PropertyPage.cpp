@@ -183,12 +183,16 @@ QWidget* TPropertyPageFormulaPanel::OptionsPage(const TPanelSettings& s) {
     check->setChecked(checked);
     return check;
   };
-  CBImmediateEvaluation = box("Evaluate &immediately when data arrive", s.ImmediateEvaluation);
+  CBImmediateEvaluation =
+      box("Evaluate on e&very execute call of the host (new data)", s.ImmediateEvaluation);
   CBBooleanResult =
       box("&Boolean result (drive the control channels with true/false)", s.BooleanResult);
-  CBOnlyBooleanChanges = box("Send &only changes of the boolean result", s.OnlyBooleanChanges);
-  CBEvaluateImmediately = box("Evaluate when a control &input changes", s.EvaluateImmediately);
-  CBEvaluateAsynchronously = box("Evaluate on the panel's own &thread", s.evaluateAsynchronously);
+  CBOnlyBooleanChanges =
+      box("In boolean mode drive the controls &only on changes", s.OnlyBooleanChanges);
+  CBEvaluateImmediately =
+      box("Run the cycle &inside the execute call (not posted)", s.EvaluateImmediately);
+  CBEvaluateAsynchronously =
+      box("Evaluate on the panel's own thread (&asynchronously)", s.evaluateAsynchronously);
   CBUseFixedDt = box("Use fixed &dt", s.UseFixedDt);
   SEDt = new QDoubleSpinBox;
   SEDt->setDecimals(6);
@@ -475,7 +479,41 @@ void TPropertyPageFormulaPanel::ShowHelp(const std::string& word) {
   LHelp->setText(FindDescription(words_, word, description) ? ToQ(description) : QString());
 }
 
+std::string TPropertyPageFormulaPanel::NumberProblem() const {
+  const struct {
+    const QTableWidget* table;
+    int column;
+    const char* page;
+    const char* what;
+    bool integer;
+  } cells[] = {{TOutputs, 3, "Outputs", "Min", false},
+               {TOutputs, 4, "Outputs", "Max", false},
+               {TOutputs, 5, "Outputs", "Colour", true},
+               {TUserEvents, 0, "User events", "ID", true},
+               {TUserEvents, 3, "User events", "Type", true}};
+  for (const auto& cell : cells)
+    for (int row = 0; row < cell.table->rowCount(); ++row) {
+      const QString text = ToQ(Cell(cell.table, row, cell.column)).trimmed();
+      bool ok = false;
+      if (cell.integer)
+        text.toInt(&ok);
+      else
+        text.toDouble(&ok);
+      if (!ok)
+        return std::string(cell.page) + ", row " + std::to_string(row + 1) + ", " + cell.what +
+               ": \"" + FromQ(text) + "\" is not " +
+               (cell.integer ? "a whole number" : "a number") + ".";
+    }
+  return {};
+}
+
 bool TPropertyPageFormulaPanel::CloseCheck() {
+  if (const std::string problem = NumberProblem(); !problem.empty()) {
+    QMessageBox refuse(QMessageBox::Warning, "Loom panel properties", ToQ(problem), QMessageBox::Ok,
+                       this);
+    ExecDialog(refuse);
+    return false;
+  }
   const TPanelSettings settings = Settings();
   std::string error = FirstError(ValidatePanelScripts(settings));
   if (error.empty()) {

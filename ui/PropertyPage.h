@@ -39,7 +39,10 @@ class TPropertyPageFormulaPanel : public QDialog {
   void BEditorClick();
   void BMacrosClick();
   void BMatlabWindowClick();
-  // The close check: when a script fails, asks whether to close anyway; true to close.
+  // The first number cell of the tables that holds no number, as a message; "" when none.
+  std::string NumberProblem() const;
+  // The close check: a cell without its number keeps the page open; when a script fails, asks
+  // whether to close anyway. True to close.
   bool CloseCheck();
   void accept() override;
 

@@ -66,9 +66,9 @@ TNameLists::TNameLists(const TVXExpressionEvaluator& words, QWidget* parent) : Q
   for (const std::string& line : lines) functions->AddName(NameOfSyntax(line), ToQ(line));
   inputs_ = new TNameList;
   tabs->addTab(system, "S&ystem variables");
-  tabs->addTab(constants, "Co&nstants");
+  tabs->addTab(constants, "C&onstants");
   tabs->addTab(functions, "F&unctions");
-  tabs->addTab(inputs_, "&Input channels");
+  tabs->addTab(inputs_, "Input c&hannels");
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(tabs);

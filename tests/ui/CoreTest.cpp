@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include "functions/Registry.h"
 #include "ui/core/ChannelNames.h"
 #include "ui/core/CommaText.h"
+#include "ui/core/ContextHelp.h"
 #include "ui/core/EolSequence.h"
 #include "ui/core/MacroFile.h"
 #include "ui/core/MatlabClipboard.h"
@@ -145,6 +147,26 @@ TEST(MatlabClipboard, KeywordsAndConversion) {
   EXPECT_EQ(quoted.Text, "");
   EXPECT_NE(quoted.Error.find("Line: disp(\"x\")"), std::string::npos);
   EXPECT_EQ(SplitLines("a\r\nb\n\nc"), (Lines{"a", "b", "", "c"}));
+}
+
+TEST(ContextHelp, WordUnderTheCaretAndItsText) {
+  const std::string line = "y := Sin(t_1) + 2";
+  const std::pair<int, std::string> words[] = {{0, "y"},   {1, "y"},    {2, ""},   {5, "Sin"},
+                                               {8, "Sin"}, {12, "t_1"}, {16, "2"}, {17, "2"},
+                                               {99, "2"},  {-3, "y"}};
+  for (const auto& [position, word] : words) EXPECT_EQ(gettoken(line, position), word) << position;
+  EXPECT_EQ(gettoken("", 0), "");
+
+  TVXExpressionEvaluator words_;
+  std::string text;
+  EXPECT_TRUE(FindDescription(words_, "SIN", text));
+  EXPECT_EQ(text, "Sin( arg ): Sine of an angle in radians");
+  EXPECT_TRUE(FindDescription(words_, "serialinput", text));
+  EXPECT_EQ(text, "SerialInput: Variable that receives the input strings from serial I/O.");
+  EXPECT_TRUE(FindDescription(words_, "TC_TYPE_K", text));
+  EXPECT_EQ(text, "TC_TYPE_K: Constant: Thermocouple type K");
+  EXPECT_FALSE(FindDescription(words_, "y", text));
+  EXPECT_EQ(text, "");
 }
 
 TEST(SerialTexts, RefusalAndModes) {

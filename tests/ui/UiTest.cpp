@@ -108,6 +108,13 @@ class UiTest : public QObject {
     DialogText(
         page, [&] { page.accept(); }, QMessageBox::Save);
     QCOMPARE(page.result(), int(QDialog::Accepted));
+    page.setResult(QDialog::Rejected);
+    page.BAddOutput->click();
+    page.TOutputs->item(0, 4)->setText("1e3x");  // a cell without its number: no way to save
+    QCOMPARE(DialogText(
+                 page, [&] { page.accept(); }, QMessageBox::Save),
+             QString("Loom panel properties|Outputs, row 1, Max: \"1e3x\" is not a number."));
+    QCOMPARE(page.result(), int(QDialog::Rejected));
     TPropertyPageFormulaPanel jumps(Scripts("If(k)"), "");
     QVERIFY(DialogText(jumps, [&] { jumps.accept(); }).endsWith("Loops or jumps are not matched"));
   }
@@ -332,6 +339,29 @@ class UiTest : public QObject {
     DialogText(
         page, [&] { page.BDeleteInputs->click(); }, QMessageBox::Yes);
     QCOMPARE(page.TControls->rowCount(), 0);
+  }
+
+  void DroppedNamesGoToTheCaret() {
+    TVXExpressionEvaluator words;
+    TNameLists lists(words);
+    QListWidgetItem* sin = nullptr;
+    for (TNameList* list : lists.findChildren<TNameList*>())
+      for (QListWidgetItem* item : list->findItems("Sin(", Qt::MatchStartsWith)) sin = item;
+    QVERIFY(sin != nullptr);
+    QListWidget* functions = sin->listWidget();
+    std::unique_ptr<QMimeData> dragged(
+        functions->model()->mimeData({functions->indexFromItem(sin)}));
+    QCOMPARE(dragged->text(), QString("Sin"));  // the name, not the syntax shown
+    struct TDropTarget : TScriptEdit {
+      using TScriptEdit::dropEvent;  // what a drop on the editor calls
+    } editor;
+    editor.setPlainText("y := (x)");
+    QTextCursor cursor = editor.textCursor();
+    cursor.setPosition(5);
+    editor.setTextCursor(cursor);
+    QDropEvent drop(QPointF(1, 1), Qt::CopyAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
+    editor.dropEvent(&drop);
+    QCOMPARE(editor.toPlainText(), QString("y := Sin(x)"));
   }
 
   void KeyboardAndContextHelp() {
