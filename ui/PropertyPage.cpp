@@ -103,6 +103,11 @@ TPropertyPageFormulaPanel::TPropertyPageFormulaPanel(const TPanelSettings& setti
   MFormula->setPlainText(EditorText(Slice(settings.Expressions, initEnd, exitStart)));
   MExit->setPlainText(EditorText(Slice(settings.Expressions, exitStart, count)));
   lists_->SetInputChannels(ChannelVariableNames());
+  // Columns as wide as their headers and texts, so that nothing shows cut at the default font.
+  for (QTableWidget* table : {TChannels, TControls, TOutputs, TUserEvents}) {
+    table->resizeColumnsToContents();
+    table->horizontalHeader()->setMinimumSectionSize(60);
+  }
 
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
   buttons->button(QDialogButtonBox::Ok)->setToolTip("Save the settings (Ctrl+Return)");
@@ -337,7 +342,7 @@ QWidget* TPropertyPageFormulaPanel::UserEventsPage(const TPanelSettings& s) {
   auto* page = new QWidget;
   QStringList headers{"ID", "User name", "Internal name", "Type"};
   for (const char* argument : kArgumentNames)
-    headers << QString("Use %1").arg(argument) << QString("%1 description").arg(argument);
+    headers << QString("%1").arg(argument) << QString("%1 description").arg(argument);
   TUserEvents = Table(headers);
   TUserEvents->horizontalHeader()->setStretchLastSection(false);
   const auto addEvent = [this](const TKQWLUserEvent& e) {
