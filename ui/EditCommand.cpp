@@ -4,6 +4,7 @@
 #include <QMessageBox>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +16,12 @@
 #include "ui/QtText.h"
 
 namespace loom {
+
+std::string DisplayProblem() {
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+    if (const char* value = std::getenv(variable); value != nullptr && *value != '\0') return {};
+  return "no display to show the window on: set DISPLAY (or QT_QPA_PLATFORM=offscreen)";
+}
 
 std::string WriteFileWhole(const std::string& path, const std::string& text) {
   const std::string temporary = path + ".saving";
@@ -41,6 +48,14 @@ int RunEditCommand(const TEditCommandOptions& options, int argc, char** argv, st
   TPanelSettings settings;
   std::vector<std::string> problems;
   const bool exists = std::filesystem::exists(options.File);
+  if (exists && !std::filesystem::is_regular_file(options.File)) {
+    err << options.File << " is not a settings file\n";
+    return 2;
+  }
+  if (const std::string problem = DisplayProblem(); !problem.empty()) {
+    err << "loom edit: " << problem << "\n";
+    return 2;
+  }
   if (exists) {
     std::ifstream file(options.File, std::ios::binary);
     if (!file) {

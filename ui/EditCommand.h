@@ -16,6 +16,10 @@ struct TEditCommandOptions {
 int RunEditCommand(const TEditCommandOptions& options, int argc, char** argv, std::ostream& out,
                    std::ostream& err);
 
+// Why no window can be shown here (no display and no Qt platform named), or "" when one can:
+// Qt would end the program instead of reporting it.
+std::string DisplayProblem();
+
 // Writes text to path through a temporary file beside it, so that a failed write leaves the old
 // file whole; the error text, or "" on success.
 std::string WriteFileWhole(const std::string& path, const std::string& text);

@@ -12,6 +12,8 @@
 #include <exception>
 #include <thread>
 
+#include "host/InputError.h"
+#include "ui/EditCommand.h"
 #include "ui/QtText.h"
 
 namespace loom {
@@ -136,6 +138,8 @@ std::string PlotEventLine(const THostEvent& event) {
 
 TRunReport RunWithPlot(const std::string& title, TRunOptions& options,
                        const std::function<TRunReport()>& run) {
+  if (const std::string problem = DisplayProblem(); !problem.empty())
+    throw EInputError("--plot: " + problem);
   static int argc = 1;
   static char name[] = "loom";
   static char* argv[] = {name, nullptr};

@@ -12,6 +12,7 @@
 #include <QTextBlock>
 #include <QtTest>
 #include <fstream>
+#include <sstream>
 
 #include "host/RecordingHost.h"
 #include "host/ReferenceHost.h"
@@ -325,6 +326,18 @@ class UiTest : public QObject {
     // The page reads its own output back unchanged.
     TPropertyPageFormulaPanel again(s, "");
     QCOMPARE(WritePanelSettings(again.Settings()), text);
+  }
+
+  void EditRefusesWhatIsNoFile() {
+    QTemporaryDir dir;
+    std::ostringstream out, err;
+    char name[] = "loom";
+    char* argv[] = {name, nullptr};
+    QCOMPARE(RunEditCommand({FromQ(dir.path()), ""}, 1, argv, out, err), 2);
+    QCOMPARE(err.str(), FromQ(dir.path()) + " is not a settings file\n");
+    const std::string missing = FromQ(dir.filePath("none/panel.ini"));
+    QCOMPARE(WriteFileWhole(missing, "x"),
+             "cannot write " + missing + ".saving: No such file or directory");
   }
 
   void DeletingInputsAsksFirst() {
