@@ -238,6 +238,28 @@ def check_files(case, workdir, failures):
                 failures.append("%s exists, but the run must leave no such file" % path)
 
 
+def check_same_as_runs(loom, case, workdir, env, failures):
+    """Runs each command of also_run in the same folder, then compares the pairs of same_files
+    byte for byte: a batch's outputs against those of single runs."""
+    for args in case.get("also_run", []):
+        run = subprocess.run([loom] + args, capture_output=True, cwd=workdir, env=env, timeout=30)
+        if run.returncode != 0:
+            failures.append("loom %s: exit status %d\n%s" % (" ".join(args), run.returncode,
+                                                             run.stderr.decode()))
+    for first, second in case.get("same_files", []):
+        paths = [os.path.join(workdir, name) for name in (first, second)]
+        missing = [name for name, path in zip((first, second), paths) if not os.path.exists(path)]
+        if missing:
+            failures.append("%s was not written" % " and ".join(missing))
+            continue
+        contents = []
+        for path in paths:
+            with open(path, "rb") as handle:
+                contents.append(handle.read())
+        if contents[0] != contents[1]:
+            failures.append("%s differs from %s:\n%r\n%r" % (first, second, *contents))
+
+
 def check_case(loom, case):
     """Runs one row; returns a list of failure descriptions (empty when it passed)."""
     failures = []
@@ -275,6 +297,7 @@ def check_case(loom, case):
                 os.close(master)
         elapsed = time.monotonic() - started
         check_files(case, workdir, failures)
+        check_same_as_runs(loom, case, workdir, env, failures)
     if run.returncode != case["status"]:
         failures.append("exit status %d, expected %d" % (run.returncode, case["status"]))
     if "stdout" in case and run.stdout != case["stdout"]:
