@@ -12,7 +12,7 @@ WORKSHEET ?= examples/machine/machine.ini
 FUZZ_SECONDS ?= 60
 
 CMAKE_FLAGS ?=
-SOURCE_DIRS := app engine functions panel serial matlab ui host tests bench fuzz
+SOURCE_DIRS := app engine functions panel serial matlab ui host python tests bench fuzz
 
 .PHONY: all setup configure build run test test-sanitize test-tsan bench fuzz format format-check clean
 
@@ -45,7 +45,7 @@ test: build
 
 test-sanitize: setup
 	cmake -S . -B $(ASAN_DIR) -DLOOM_SANITIZE=ON -DLOOM_BUILD_BENCH=OFF -DLOOM_BUILD_TESTS=ON \
-	  -DLOOM_FUZZ=OFF $(CMAKE_FLAGS)
+	  -DLOOM_FUZZ=OFF -DLOOM_PYTHON=OFF $(CMAKE_FLAGS)
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
@@ -54,7 +54,7 @@ test-sanitize: setup
 # the file list's lock and concurrent spectra are exercised from several threads.
 test-tsan: setup
 	cmake -S . -B $(TSAN_DIR) -DLOOM_TSAN=ON -DLOOM_BUILD_BENCH=OFF -DLOOM_BUILD_TESTS=ON \
-	  -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF $(CMAKE_FLAGS)
+	  -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF -DLOOM_PYTHON=OFF $(CMAKE_FLAGS)
 	cmake --build $(TSAN_DIR) -j$(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 \
 	  ctest --test-dir $(TSAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
@@ -78,7 +78,7 @@ bench: setup
 fuzz: setup
 	@if [ -f fuzz/CMakeLists.txt ]; then \
 	  CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DLOOM_FUZZ=ON -DLOOM_BUILD_TESTS=OFF \
-	    -DLOOM_BUILD_BENCH=OFF && \
+	    -DLOOM_BUILD_BENCH=OFF -DLOOM_PYTHON=OFF && \
 	  cmake --build $(FUZZ_DIR) -j$(JOBS) && \
 	  for f in $$(find $(FUZZ_DIR)/fuzz -maxdepth 1 -type f -executable | sort); do \
 	    name=$$(basename $$f); \

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "host/EventLog.h"
 #include "host/Worksheet.h"
 
 namespace loom {
@@ -49,6 +50,8 @@ struct TRunOptions {
   double Duration = 0;  // 0: the worksheet's
   // Called about ten times a second while the run goes on.
   std::function<void(const TRunProgress&)> OnProgress;
+  // Called with every event the log receives, in the same order.
+  std::function<void(const THostEvent&)> OnEvent;
 };
 
 struct TPanelReport {
