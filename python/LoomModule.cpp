@@ -293,13 +293,17 @@ class TPanel {
       data.Times = {arrays.back().data(), static_cast<std::size_t>(arrays.back().size())};
     }
     data.Rate = rate;
+    // Made here, so that mistakes in the arrays are reported as they are, not as --input's.
+    auto source = std::make_shared<std::unique_ptr<TDataSource>>(
+        std::make_unique<TArraySource>(std::move(data)));
     auto outputs = std::make_shared<TArrayOutputs>();
     TSinglePanelRun run;
     run.PanelFile = file_;
+    run.InputFile = "the arrays";
     run.SettingsText = text_;
     run.Block = block;
     run.Rate = rate;
-    run.Supply = [data] { return std::make_unique<TArraySource>(data); };
+    run.Supply = [source] { return std::move(*source); };
     run.SupplySink = [outputs](const std::vector<std::string>& names) {
       return std::make_unique<TArraySink>(outputs, names);
     };
