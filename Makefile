@@ -73,6 +73,16 @@ bench: setup
 	$(BENCH_DIR)/bench/loom_run_bench --benchmark_min_time=0.5 \
 	  --benchmark_out=$(BENCH_DIR)/run.json --benchmark_out_format=json
 	python3 bench/run_ratios.py $(BENCH_DIR)/run.json
+	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_batch_bench
+	$(BENCH_DIR)/bench/loom_batch_bench --benchmark_min_time=3 \
+	  --benchmark_out=$(BENCH_DIR)/batch.json --benchmark_out_format=json
+	@if cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_python_bench; then \
+	  $(BENCH_DIR)/bench/loom_python_bench --benchmark_min_time=0.5 \
+	    --benchmark_out=$(BENCH_DIR)/python.json --benchmark_out_format=json && \
+	  python3 bench/scale_ratios.py $(BENCH_DIR)/batch.json $(BENCH_DIR)/python.json; \
+	else \
+	  python3 bench/scale_ratios.py $(BENCH_DIR)/batch.json; \
+	fi
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS.
 fuzz: setup
