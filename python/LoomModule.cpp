@@ -200,7 +200,9 @@ py::dict CountsDict(const std::map<std::string, std::uint64_t>& counts) {
 }
 
 // The figures of a run, as `loom run` summarises them; "text" is its summary text.
-py::dict SummaryDict(const TRunReport& report, const std::string& file) {
+py::dict SummaryDict(TRunReport report, const std::string& file) {
+  // An embedder's sink has no file name and no place among the files written.
+  std::erase_if(report.Outputs, [](const auto& output) { return output.first.empty(); });
   py::dict summary;
   summary["data_seconds"] = report.DataSeconds;
   summary["wall_seconds"] = report.WallSeconds;
@@ -218,8 +220,7 @@ py::dict SummaryDict(const TRunReport& report, const std::string& file) {
   }
   summary["panels"] = panels;
   py::dict outputs;
-  for (const auto& [path, rows] : report.Outputs)
-    if (!path.empty()) outputs[py::str(path)] = rows;
+  for (const auto& [path, rows] : report.Outputs) outputs[py::str(path)] = rows;
   summary["outputs"] = outputs;
   summary["warnings"] = report.Warnings;
   summary["text"] = FormatRunSummary(report, file);
