@@ -65,7 +65,7 @@ TVXParsDouble ToValue(py::handle object, const std::string& name) {
     return TVXParsDouble::Number(object.cast<double>());
   if (!py::isinstance<py::array>(object) && !py::isinstance<py::list>(object) &&
       !py::isinstance<py::tuple>(object)) {
-    if (PyFloat_Check(object.ptr()) == 0 && !py::hasattr(object, "__float__"))
+    if (!py::hasattr(object, "__float__"))  // NumPy's scalars have it
       throw py::type_error(name + ": a number, a string or an array of numbers, not " +
                            py::str(object.get_type().attr("__name__")).cast<std::string>());
     return TVXParsDouble::Number(py::float_(py::reinterpret_borrow<py::object>(object)));

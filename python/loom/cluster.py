@@ -73,8 +73,8 @@ def map_worksheet(client, worksheet, files, out_dir, source=None):
                              % (folders[folder], path, folder))
         folders[folder] = path
     futures = [client.submit(run_file, worksheet, source, os.path.abspath(path), folder,
-                             pure=False, key="loom-%d-%s" % (i, os.path.basename(path)))
-               for i, (folder, path) in enumerate(folders.items())]
+                             pure=False)
+               for folder, path in folders.items()]
     rows = []
     for path, future in zip(files, futures):
         try:
