@@ -22,8 +22,7 @@ using namespace loom;
 // Adds the evaluator options shared by eval and repl. separator receives "." or ",".
 void AddEvaluatorOptions(CLI::App& command, TEvaluatorOptions& options, std::string& separator,
                          bool& noFold) {
-  command.add_flag("--cstyle", options.CStyle,
-                   "add the C-style spellings: || && == != fact div perc");
+  command.add_flag("--cstyle", options.CStyle, "add the C-style spellings: || && == != fact perc");
   command
       .add_option("--decimal-separator", separator,
                   "decimal separator of numbers, \".\" or \",\" (with \",\" lists use \";\")")
@@ -55,6 +54,9 @@ std::vector<std::string> ProtectBracketArguments(int argc, char** argv) {
   }
   return arguments;
 }
+
+constexpr const char* kDoubleDashHint =
+    "an EXPR that begins with \"-\" goes after \"--\", which ends the options: loom eval -- -x";
 
 void UnprotectBracketArgument(std::string& argument) {
   if (!argument.empty() && argument.back() == kBracketMarker) argument.pop_back();
@@ -232,6 +234,15 @@ int main(int argc, char** argv) {
     if (evalCommand->parsed() && eval.ScriptFile.empty() && eval.Expressions.empty()) {
       throw CLI::ValidationError("eval: give EXPR... or -f FILE");
     }
+  } catch (const CLI::ExtrasError& error) {
+    // An expression such as -x reads as an unknown option: say how to write it.
+    if (evalCommand->parsed()) {
+      app.exit(CLI::ParseError(std::string(error.what()) + "\n" + kDoubleDashHint,
+                               error.get_exit_code()));
+    } else {
+      app.exit(error);
+    }
+    return kExitUsage;
   } catch (const CLI::ParseError& error) {
     const int status = app.exit(error);
     return status == 0 ? kExitOk : kExitUsage;
