@@ -12,7 +12,7 @@ WORKSHEET ?= examples/machine/machine.ini
 FUZZ_SECONDS ?= 60
 
 CMAKE_FLAGS ?=
-SOURCE_DIRS := app engine functions panel serial matlab ui host tests bench fuzz
+SOURCE_DIRS := app engine functions panel serial matlab ui host python tests bench fuzz
 
 .PHONY: all setup configure build run test test-sanitize test-tsan bench fuzz format format-check clean
 
@@ -45,7 +45,7 @@ test: build
 
 test-sanitize: setup
 	cmake -S . -B $(ASAN_DIR) -DLOOM_SANITIZE=ON -DLOOM_BUILD_BENCH=OFF -DLOOM_BUILD_TESTS=ON \
-	  -DLOOM_FUZZ=OFF $(CMAKE_FLAGS)
+	  -DLOOM_FUZZ=OFF -DLOOM_PYTHON=OFF $(CMAKE_FLAGS)
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
@@ -55,7 +55,7 @@ test-sanitize: setup
 # built with ThreadSanitizer, so the UI stays out of this build.
 test-tsan: setup
 	cmake -S . -B $(TSAN_DIR) -DLOOM_TSAN=ON -DLOOM_BUILD_BENCH=OFF -DLOOM_BUILD_TESTS=ON \
-	  -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF -DLOOM_UI=OFF $(CMAKE_FLAGS)
+	  -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF -DLOOM_PYTHON=OFF -DLOOM_UI=OFF $(CMAKE_FLAGS)
 	cmake --build $(TSAN_DIR) -j$(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 \
 	  ctest --test-dir $(TSAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
@@ -74,12 +74,22 @@ bench: setup
 	$(BENCH_DIR)/bench/loom_run_bench --benchmark_min_time=0.5 \
 	  --benchmark_out=$(BENCH_DIR)/run.json --benchmark_out_format=json
 	python3 bench/run_ratios.py $(BENCH_DIR)/run.json
+	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_batch_bench
+	$(BENCH_DIR)/bench/loom_batch_bench --benchmark_min_time=3 \
+	  --benchmark_out=$(BENCH_DIR)/batch.json --benchmark_out_format=json
+	@if cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_python_bench; then \
+	  $(BENCH_DIR)/bench/loom_python_bench --benchmark_min_time=0.5 \
+	    --benchmark_out=$(BENCH_DIR)/python.json --benchmark_out_format=json && \
+	  python3 bench/scale_ratios.py $(BENCH_DIR)/batch.json $(BENCH_DIR)/python.json; \
+	else \
+	  python3 bench/scale_ratios.py $(BENCH_DIR)/batch.json; \
+	fi
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS.
 fuzz: setup
 	@if [ -f fuzz/CMakeLists.txt ]; then \
 	  CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DLOOM_FUZZ=ON -DLOOM_BUILD_TESTS=OFF \
-	    -DLOOM_BUILD_BENCH=OFF && \
+	    -DLOOM_BUILD_BENCH=OFF -DLOOM_PYTHON=OFF && \
 	  cmake --build $(FUZZ_DIR) -j$(JOBS) && \
 	  for f in $$(find $(FUZZ_DIR)/fuzz -maxdepth 1 -type f -executable | sort); do \
 	    name=$$(basename $$f); \

@@ -17,6 +17,8 @@ void WriteBlock(std::ostream& out, const std::string& text) {
   if (text.empty() || text.back() != '\n') out << '\n';
 }
 
+// Evaluates each EXPR in turn. With several, an error is prefixed with its EXPR's position
+// ("expression 2: vector sizes are not matched"), as a script's error is with its line.
 int EvaluateExpressions(TVXExpressionEvaluatorBase& evaluator, const TEvalOptions& options,
                         std::ostream& out, std::ostream& err) {
   const char separator = options.Evaluator.DecimalSeparator;
@@ -34,6 +36,7 @@ int EvaluateExpressions(TVXExpressionEvaluatorBase& evaluator, const TEvalOption
       }
     } catch (const std::exception& error) {  // EVXParserException, or a failed allocation
       out.flush();
+      if (count > 1) err << "expression " << i + 1 << ": ";
       err << error.what() << '\n';
       return kExitError;
     }

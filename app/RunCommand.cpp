@@ -74,8 +74,18 @@ TWorksheet LoadRunFile(const TRunCommandOptions& o) {
       if (given)
         throw EInputError(std::string(name) + ": " + o.File +
                           " is a worksheet: its [Source:] and [Sink:] sections name the data");
-    return LoadWorksheet(o.File);
+    TSourceFiles files;
+    for (const std::string& given : o.Sources) {
+      const std::size_t equals = given.find('=');
+      if (equals == 0 || equals == std::string::npos || equals + 1 == given.size())
+        throw EInputError("--source: \"" + given + "\" is not NAME=FILE");
+      files[given.substr(0, equals)] = given.substr(equals + 1);
+    }
+    return LoadWorksheet(o.File, files);
   }
+  if (!o.Sources.empty())
+    throw EInputError("--source: " + o.File +
+                      " holds a panel's settings: give its data with --input FILE");
   if (o.Output == "-" || o.Events == "-")
     throw EInputError(std::string(o.Output == "-" ? "--output" : "--events") +
                       ": give a file name; standard output carries the summary");
@@ -83,7 +93,14 @@ TWorksheet LoadRunFile(const TRunCommandOptions& o) {
     throw EInputError(o.File +
                       " holds a panel's settings: give its data with --input FILE "
                       "(\"-\" reads standard input)");
-  return SinglePanelWorksheet({o.File, o.Input, o.Output, o.Events, o.Block, o.Rate});
+  TSinglePanelRun run;
+  run.PanelFile = o.File;
+  run.InputFile = o.Input;
+  run.OutputFile = o.Output;
+  run.EventsFile = o.Events;
+  run.Block = o.Block;
+  run.Rate = o.Rate;
+  return SinglePanelWorksheet(run);
 }
 
 TRunOptions HostOptions(const TRunCommandOptions& o) {

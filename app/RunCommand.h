@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 namespace loom {
 
@@ -14,7 +15,8 @@ inline constexpr int kExitBadInput = 2;   // a bad worksheet, settings file, dat
 inline constexpr int kExitStopped = 3;    // stopped early: a panel's stop request or Ctrl-C
 
 struct TRunCommandOptions {
-  std::string File;  // a worksheet, or a panel's settings with Input
+  std::string File;                  // a worksheet, or a panel's settings with Input
+  std::vector<std::string> Sources;  // worksheet: "NAME=FILE", another file for a file source
   std::string Input, Output, Events;
   std::string OutputDir;
   std::string Record, Expect;

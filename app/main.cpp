@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/BatchCommand.h"
 #include "app/EvalCommand.h"
 #include "app/ListCommands.h"
 #include "app/Repl.h"
@@ -24,8 +25,7 @@ using namespace loom;
 // Adds the evaluator options shared by eval and repl. separator receives "." or ",".
 void AddEvaluatorOptions(CLI::App& command, TEvaluatorOptions& options, std::string& separator,
                          bool& noFold) {
-  command.add_flag("--cstyle", options.CStyle,
-                   "add the C-style spellings: || && == != fact div perc");
+  command.add_flag("--cstyle", options.CStyle, "add the C-style spellings: || && == != fact perc");
   command
       .add_option("--decimal-separator", separator,
                   "decimal separator of numbers, \".\" or \",\" (with \",\" lists use \";\")")
@@ -57,6 +57,9 @@ std::vector<std::string> ProtectBracketArguments(int argc, char** argv) {
   }
   return arguments;
 }
+
+constexpr const char* kDoubleDashHint =
+    "an EXPR that begins with \"-\" goes after \"--\", which ends the options: loom eval -- -x";
 
 void UnprotectBracketArgument(std::string& argument) {
   if (!argument.empty() && argument.back() == kBracketMarker) argument.pop_back();
@@ -151,6 +154,11 @@ int main(int argc, char** argv) {
                    "panel: the data (.csv, .wav, .mat; \"-\" is CSV "
                    "on standard input)")
       ->type_name("FILE");
+  runCommand
+      ->add_option("--source", run.Sources,
+                   "worksheet: read FILE instead of the file of [Source:NAME] (repeatable)")
+      ->type_name("NAME=FILE")
+      ->allow_extra_args(false);
   runCommand->add_option("--output", run.Output, "panel: write its output channels (.csv, .wav)")
       ->type_name("FILE");
   runCommand->add_option("--events", run.Events, "write the events as JSON lines")
@@ -192,6 +200,30 @@ int main(int argc, char** argv) {
                        "plot the input and output channels live, with the events beside them");
 #endif
   runCommand->add_flag("--no-progress", runNoProgress, "draw no progress line on a terminal");
+  TBatchOptions batch;
+  bool batchNoProgress = false;
+  CLI::App* batchCommand = app.add_subcommand(
+      "batch", "run a worksheet, or a panel's settings, on many data files: one loom run each");
+  batchCommand->add_option("FILE", batch.File, "a worksheet, or a panel's settings file")
+      ->required()
+      ->type_name("");
+  batchCommand->add_option("INPUTS", batch.Inputs, "the data files (.csv, .wav, .mat)")
+      ->required()
+      ->type_name("");
+  batchCommand->add_option("--out", batch.OutDir, "each file's outputs go to DIR/NAME")
+      ->required()
+      ->type_name("DIR");
+  batchCommand->add_option("-j,--jobs", batch.Jobs, "files at a time (default: one per processor)")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+  batchCommand
+      ->add_option("--source", batch.Source,
+                   "worksheet: the source each file replaces (default: its only file source)")
+      ->type_name("NAME");
+  batchCommand->add_option("--block", batch.Block, "panel: rows per block")->type_name("N");
+  batchCommand->add_option("--rate", batch.Rate, "panel: samples per second of a file without time")
+      ->type_name("HZ");
+  batchCommand->add_flag("--no-progress", batchNoProgress, "draw no progress line on a terminal");
   std::string checkFile;
   CLI::App* checkCommand =
       app.add_subcommand("check", "validate a panel's settings file: the report of its scripts");
@@ -220,6 +252,15 @@ int main(int argc, char** argv) {
     if (evalCommand->parsed() && eval.ScriptFile.empty() && eval.Expressions.empty()) {
       throw CLI::ValidationError("eval: give EXPR... or -f FILE");
     }
+  } catch (const CLI::ExtrasError& error) {
+    // An expression such as -x reads as an unknown option: say how to write it.
+    if (evalCommand->parsed()) {
+      app.exit(CLI::ParseError(std::string(error.what()) + "\n" + kDoubleDashHint,
+                               error.get_exit_code()));
+    } else {
+      app.exit(error);
+    }
+    return kExitUsage;
   } catch (const CLI::ParseError& error) {
     const int status = app.exit(error);
     return status == 0 ? kExitOk : kExitUsage;
@@ -236,6 +277,10 @@ int main(int argc, char** argv) {
   if (runCommand->parsed()) {
     run.Progress = !runNoProgress && !run.Quiet && isatty(STDERR_FILENO) != 0;
     return RunRunCommand(run, std::cout, std::cerr);
+  }
+  if (batchCommand->parsed()) {
+    batch.Progress = !batchNoProgress && isatty(STDERR_FILENO) != 0;
+    return RunBatchCommand(batch, std::cout, std::cerr);
   }
   if (checkCommand->parsed()) return RunCheckCommand(checkFile, std::cout, std::cerr);
 #ifdef LOOM_HAVE_UI

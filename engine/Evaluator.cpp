@@ -92,8 +92,10 @@ void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression
     expression.Last = state.ListTail;
   }
   expression.JumpType = state.JumpType;
+  if (state.JumpNode != expression.Last) expression.JumpNode = state.JumpNode;
   for (TVXParsExpressionRec* node = expression.Head; node; node = node->Next) ++expression.Size;
-  if (expression.Head != root || !root->Word->GetIsVariable())
+  // The fast path knows no jump flag: a line with a jump command always runs its list.
+  if (state.JumpType == jtNone && (expression.Head != root || !root->Word->GetIsVariable()))
     expression.Program = TVXKernelProgram::Build(expression.Head, expression.Last);
 }
 
@@ -145,7 +147,11 @@ const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expressi
   if (UseKernels && expression.Program &&
       (expression.Program->RunNumbers() || expression.Program->RunVectors()))
     return expression.Last->Result;
-  return RunList(expression.Head);
+  if (!expression.JumpNode) return RunList(expression.Head);
+  // A jump command inside a larger expression: the line jumps exactly when the command does.
+  RunList(expression.Head);
+  expression.Last->Result.JumpFlag = expression.JumpNode->Result.JumpFlag;
+  return expression.Last->Result;
 }
 
 bool TVXExpressionEvaluatorBase::isBoolean() const {

@@ -43,6 +43,9 @@ struct TVXParsExpression {
   TVXParsExpressionRec* Head = nullptr;  // first node to run; null without a compiled form
   TVXParsExpressionRec* Last = nullptr;  // the node that holds the expression's result
   TVXParsJumpType JumpType = jtNone;
+  // The jump command's node when it is not the last one (y := While(c)): its jump flag is
+  // handed to the expression's result after every run. Null otherwise.
+  TVXParsExpressionRec* JumpNode = nullptr;
   int Size = 0;  // nodes run per evaluation
   // Every record and constant made while compiling; the linear list points into them.
   std::vector<std::unique_ptr<TVXParsExpressionRec>> Records;
@@ -74,6 +77,7 @@ struct TVXCompileState {
   TVXParsExpressionRec* ListHead = nullptr;
   TVXParsExpressionRec* ListTail = nullptr;
   TVXParsJumpType JumpType = jtNone;
+  TVXParsExpressionRec* JumpNode = nullptr;  // the one jump command linked, if any
 
   // Raises message filled with the expression's text and the details.
   [[noreturn]] void Fail(const char* message, std::string_view detail = {},

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/Evaluator.h"
+#include "engine/Messages.h"
 
 namespace loom {
 
@@ -10,7 +11,12 @@ TVXParsDouble* TVXExpressionEvaluatorBase::MakeLinkedList(TVXCompileState& state
                                                           TVXParsExpressionRec* rec) {
   if (!rec || !rec->Word) return nullptr;
   TVXParsExprWord* const word = rec->Word;
-  if (word->GeTVXPArsVarType() == vtJump) state.JumpType = JumpTypeOfName(word->Name);
+  if (word->GeTVXPArsVarType() == vtJump) {
+    // The pairing gives a line one jump type, so a line may hold only one command.
+    if (state.JumpNode) state.Fail(rsSecondJumpCommand, word->Name);
+    state.JumpType = JumpTypeOfName(word->Name);
+    state.JumpNode = rec;
+  }
   // Constants and variables are read in place: their record is not kept in the list.
   if (word->GetIsVariable()) return word->AsPointer();
 

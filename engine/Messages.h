@@ -38,6 +38,8 @@ inline constexpr const char* rsNotAssignable =
     "%s: \"%s\" is not a variable and cannot be assigned";
 inline constexpr const char* rsArgumentNotWritable =
     "%s: argument %s of \"%s\" receives a result and cannot be a constant";  // Ramp(pi, 0, 1, 3)
+inline constexpr const char* rsSecondJumpCommand =
+    "%s: a line holds at most one jump command, \"%s\" is a second one";  // If(a) + While(b)
 
 // Values.
 inline constexpr const char* rsNotAValidNumber =

@@ -286,14 +286,30 @@ std::string FloatToStr(double value, char decimalSeparator) {
   if (std::isinf(value)) return value > 0 ? "INF" : "-INF";
   if (value == 0) return "0";
   constexpr int kPrecision = 15;
-  // "%.14e" rounds to 15 significant digits: d.dddddddddddddde[+-]x
+  constexpr int kIntermediate = 17;
+  // The run-time's conversion first forms 17 significant digits (all that a double holds) and
+  // then rounds those half up to 15, so a value whose 17 digits end in 50 rounds up even where
+  // the binary value lies just below the half: 0.1234567890123125, held as
+  // 0.12345678901231249600, gives 0.123456789012313, and 100000000000000.5 100000000000001.
   char buffer[40];
-  std::snprintf(buffer, sizeof buffer, "%.*e", kPrecision - 1, std::fabs(value));
+  std::snprintf(buffer, sizeof buffer, "%.*e", kIntermediate - 1, std::fabs(value));
   std::string digits;
   const char* p = buffer;
   for (; *p && *p != 'e'; ++p)
     if (*p >= '0' && *p <= '9') digits += *p;
-  const int exponent = std::atoi(p + 1);  // value = 0.d1d2... * 10^(exponent + 1)
+  int exponent = std::atoi(p + 1);  // value = d.ddd... * 10^exponent
+  const bool roundUp = digits[kPrecision] >= '5';
+  digits.resize(kPrecision);
+  if (roundUp) {
+    std::size_t i = kPrecision;
+    while (i > 0 && digits[i - 1] == '9') digits[--i] = '0';
+    if (i > 0) {
+      ++digits[i - 1];
+    } else {  // 999...9 became 1000...0
+      digits.front() = '1';
+      ++exponent;
+    }
+  }
   while (digits.size() > 1 && digits.back() == '0') digits.pop_back();
 
   std::string out = value < 0 ? "-" : "";

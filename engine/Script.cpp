@@ -44,10 +44,11 @@ TCompiledScript CompileScript(TVXExpressionEvaluatorBase& evaluator,
     }
   }
   script.End = evaluator.GetExpressionCount();
+  int unmatched = script.First;
   try {
-    script.Jumps = PairJumps(evaluator, script.First, script.End);
+    script.Jumps = PairJumps(evaluator, script.First, script.End, &unmatched);
   } catch (const EVXParserException& error) {
-    throw EScriptError(0, error.what());
+    throw EScriptError(script.LineOf(unmatched), error.what());
   }
   return script;
 }

@@ -14,7 +14,7 @@
 namespace loom {
 
 // An error of a script: the engine's message and the 1-based line it belongs to (0 when it
-// belongs to no single line, as for an unmatched jump command).
+// belongs to no single line). A jump-pairing error belongs to the command left unmatched.
 class EScriptError : public std::runtime_error {
  public:
   EScriptError(int line, const std::string& message) : std::runtime_error(message), Line(line) {}
@@ -39,7 +39,8 @@ struct TCompiledScript {
 };
 
 // Compiles every line (blank lines as empty expressions), then pairs the jump commands.
-// Throws EScriptError: a compile error with its line, a pairing error without one.
+// Throws EScriptError: a compile error with its line, a pairing error with the line of the
+// command that could not be paired.
 TCompiledScript CompileScript(TVXExpressionEvaluatorBase& evaluator,
                               const std::vector<std::string>& lines);
 

@@ -32,7 +32,8 @@ TVXParsJumpType CloserOf(TVXParsJumpType type) {
 
 }  // namespace
 
-TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first, int end) {
+TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first, int end,
+                       int* unmatched) {
   if (end < 0) end = evaluator.GetExpressionCount();
   TVXJumpTable targets(static_cast<std::size_t>(evaluator.GetExpressionCount()), -1);
   // Open blocks: the index of their opening command and, for If, of its Else.
@@ -44,8 +45,13 @@ TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first, i
   std::vector<Open> open;
   auto target = [&](int index) -> int& { return targets[static_cast<std::size_t>(index)]; };
 
+  // Names the command that cannot be paired before the error leaves.
+  auto blame = [&](int index) {
+    if (unmatched) *unmatched = index;
+  };
   for (int i = first; i < end; ++i) {
     const TVXParsJumpType type = evaluator.GetJumpType(i);
+    blame(i);
     switch (type) {
       case jtIf:
       case jtWhile:
@@ -83,7 +89,10 @@ TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first, i
         break;
     }
   }
-  if (!open.empty()) throw EVXParserException(rsLoopsNotMatched);
+  if (!open.empty()) {
+    blame(open.back().index);
+    throw EVXParserException(rsLoopsNotMatched);
+  }
   return targets;
 }
 

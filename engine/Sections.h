@@ -15,8 +15,10 @@ using TVXJumpTable = std::vector<int>;
 
 // Pairs If/Else/EndIF, While/Wend and Repeat/Until over expressions first .. end-1 of the
 // evaluator (the whole list by default). Throws "Invalid loop command" for a wrong partner and
-// "Loops or jumps are not matched" for a command left without one.
-TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first = 0, int end = -1);
+// "Loops or jumps are not matched" for a command left without one; before it throws, unmatched
+// (when given) receives the index of that command (the innermost block left open at the end).
+TVXJumpTable PairJumps(const TVXExpressionEvaluatorBase& evaluator, int first = 0, int end = -1,
+                       int* unmatched = nullptr);
 
 // What a section run reports: whether it ran to its end, and where and why it stopped.
 struct TVXSectionOutcome {

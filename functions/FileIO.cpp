@@ -205,6 +205,16 @@ std::int64_t RoundedCount(double value, std::size_t limit, const char* message,
   return IntegralToInt64(rounded);
 }
 
+// A count or length of what to read, rounded. Reads stop at the end of the data, so a count
+// beyond limit only ever reads limit (the rest of a longer file comes with the next read); a
+// negative value gives -1, not a number raises as every rounding does.
+std::int64_t ReadCount(double value, std::size_t limit) {
+  const double rounded = std::nearbyint(value);
+  if (rounded > static_cast<double>(limit)) return static_cast<std::int64_t>(limit);
+  if (rounded < 0) return -1;
+  return IntegralToInt64(rounded);
+}
+
 // Scratch buffers live per thread and keep their storage between calls; one that grew beyond
 // this is released so that a single huge read does not pin its memory for good.
 constexpr std::size_t kScratchKeep = std::size_t{1} << 20;
@@ -390,14 +400,14 @@ void ReadBinary(TVXParsExpressionRec* rec) {
   SetNumber(rec->Result, read ? 1 : 0);
 }
 
-// FileReadBinary<type>Vector: up to count values in bounded chunks, decoded straight into the
-// target vector; a trailing partial value is dropped. A failed read counts as no value read.
+// FileReadBinary<type>Vector: up to count values (at most kMaxVectorLength) in bounded chunks,
+// decoded straight into the target vector as they arrive, so a large count costs only what the
+// file holds; a trailing partial value is dropped. A failed read counts as no value read.
 template <class T>
-void ReadBinaryVector(TVXParsExpressionRec* rec, const char* functionName) {
+void ReadBinaryVector(TVXParsExpressionRec* rec) {
   using Binary = TBinary<T>;
   const double handle = NumberArg(rec, 0).Value;
-  const std::int64_t count =
-      RoundedCount(NumberArg(rec, 2).Value, kMaxVectorLength, rsVectorTooLarge, functionName);
+  const std::int64_t count = ReadCount(NumberArg(rec, 2).Value, kMaxVectorLength);
   if (count < 0) {
     SetNumber(rec->Result, 0);
     return;
@@ -621,8 +631,7 @@ void _VXParsFileReadStringLn(TVXParsExpressionRec* rec) {
 // A length of zero or less reads nothing, as at the end of the file.
 void _VXParsFileReadStringFixed(TVXParsExpressionRec* rec) {
   const double handle = NumberArg(rec, 0).Value;
-  const std::int64_t length = RoundedCount(NumberArg(rec, 2).Value, kMaxFileStringLength,
-                                           rsStringTooLong, "FileReadStringFixed");
+  const std::int64_t length = ReadCount(NumberArg(rec, 2).Value, kMaxFileStringLength);
   const std::size_t want = length > 0 ? static_cast<std::size_t>(length) : 0;
   thread_local std::string bytes;
   const bool read =
@@ -662,14 +671,14 @@ void _VXParsFileReadBinaryLongWord(TVXParsExpressionRec* rec)      { ReadBinary<
 void _VXParsFileReadBinaryFloat32(TVXParsExpressionRec* rec)       { ReadBinary<float>(rec); }
 void _VXParsFileReadBinaryFloat64(TVXParsExpressionRec* rec)       { ReadBinary<double>(rec); }
 
-void _VXParsFileReadBinaryByteVector(TVXParsExpressionRec* rec)         { ReadBinaryVector<std::uint8_t>(rec, "FileReadBinaryByteVector"); }
-void _VXParsFileReadBinaryShortIntegerVector(TVXParsExpressionRec* rec) { ReadBinaryVector<std::int8_t>(rec, "FileReadBinaryShortIntegerVector"); }
-void _VXParsFileReadBinaryWordVector(TVXParsExpressionRec* rec)         { ReadBinaryVector<std::uint16_t>(rec, "FileReadBinaryWordVector"); }
-void _VXParsFileReadBinarySmallIntegerVector(TVXParsExpressionRec* rec) { ReadBinaryVector<std::int16_t>(rec, "FileReadBinarySmallIntegerVector"); }
-void _VXParsFileReadBinaryIntegerVector(TVXParsExpressionRec* rec)      { ReadBinaryVector<std::int32_t>(rec, "FileReadBinaryIntegerVector"); }
-void _VXParsFileReadBinaryLongWordVector(TVXParsExpressionRec* rec)     { ReadBinaryVector<std::uint32_t>(rec, "FileReadBinaryLongWordVector"); }
-void _VXParsFileReadBinaryFloat32Vector(TVXParsExpressionRec* rec)      { ReadBinaryVector<float>(rec, "FileReadBinaryFloat32Vector"); }
-void _VXParsFileReadBinaryFloat64Vector(TVXParsExpressionRec* rec)      { ReadBinaryVector<double>(rec, "FileReadBinaryFloat64Vector"); }
+void _VXParsFileReadBinaryByteVector(TVXParsExpressionRec* rec)         { ReadBinaryVector<std::uint8_t>(rec); }
+void _VXParsFileReadBinaryShortIntegerVector(TVXParsExpressionRec* rec) { ReadBinaryVector<std::int8_t>(rec); }
+void _VXParsFileReadBinaryWordVector(TVXParsExpressionRec* rec)         { ReadBinaryVector<std::uint16_t>(rec); }
+void _VXParsFileReadBinarySmallIntegerVector(TVXParsExpressionRec* rec) { ReadBinaryVector<std::int16_t>(rec); }
+void _VXParsFileReadBinaryIntegerVector(TVXParsExpressionRec* rec)      { ReadBinaryVector<std::int32_t>(rec); }
+void _VXParsFileReadBinaryLongWordVector(TVXParsExpressionRec* rec)     { ReadBinaryVector<std::uint32_t>(rec); }
+void _VXParsFileReadBinaryFloat32Vector(TVXParsExpressionRec* rec)      { ReadBinaryVector<float>(rec); }
+void _VXParsFileReadBinaryFloat64Vector(TVXParsExpressionRec* rec)      { ReadBinaryVector<double>(rec); }
 // clang-format on
 
 }  // namespace loom

@@ -21,7 +21,8 @@ std::string ExtendFilename(const std::string& baseDirectory, const std::string& 
 std::size_t OpenFileCount();
 
 // The longest line FileReadStringLn returns; a longer one comes back in pieces of this length.
-// Also the largest length FileWriteStringFixed and FileReadStringFixed accept.
+// Also the largest length FileWriteStringFixed accepts and the most bytes one FileReadStringFixed
+// reads, whatever length it is given.
 inline constexpr std::size_t kMaxFileStringLength = std::size_t{1} << 27;
 
 // The system calls of the file functions. Each member behaves as the POSIX call of that name

@@ -284,7 +284,7 @@ void AppendFormatFloat(std::string& out, std::string_view picture, double value,
     out += FloatToStr(value, decimalSeparator);
     return;
   }
-  TPictureShape shape = ScanSection(section);
+  const TPictureShape shape = ScanSection(section);
   TDecimal number;
   if (shape.Scientific)
     ToDecimal(std::fabs(value), std::clamp(shape.DigitCount, 1, kMaxDigits), kNoDecimalLimit,
@@ -295,20 +295,10 @@ void AppendFormatFloat(std::string& out, std::string_view picture, double value,
     out += FloatToStr(value, decimalSeparator);
     return;
   }
-  bool negative = value < 0;
-  if (number.Count == 0 && wanted != 2) {
-    // Rounded to zero at the picture's precision: written as zero, with the zero section and no
-    // sign, so that a picture never shows "-0.00".
-    negative = false;
-    section = FindSection(picture, 2, &used);
-    if (section.empty()) {
-      out += FloatToStr(value, decimalSeparator);
-      return;
-    }
-    shape = ScanSection(section);
-  }
+  // The section and the sign follow the value, not its rounded digits, as the run-time's
+  // pictures do: -0.004 with "0.00" is "-0.00", and with "0.0;(0.0);z" -0.04 is "(0.0)".
   // Only the first section gets a sign; the others spell their own.
-  if (negative && used == 0) out += '-';
+  if (value < 0 && used == 0) out += '-';
   TPictureWriter(out, shape, number, decimalSeparator, thousandSeparator).Write(section);
 }
 

@@ -165,17 +165,27 @@ void _VXParsInterpolCubicPrepare(TVXParsExpressionRec* rec) {
   target.Vector = yd;
 }
 
-// Polynom(x, k0, ..., k8): k0 + k1 x + ... + k8 x^8 by Horner's rule in extended precision, for
-// a number or every element of a vector; the result takes x's kind.
+// Polynom(x, k0, ..., k8): k0 + k1 x + ... + k8 x^8 by Horner's rule in extended precision. A
+// vector x gives the polynomial of every element; a number or a boolean x is its number, and the
+// result takes x's kind (Polynom(True, 1, 1, ...) is 2, True). Text has no number to take.
 void _VXParsPolynom(TVXParsExpressionRec* rec) {
   long double k[9];
   for (std::size_t i = 0; i < 9; ++i) k[i] = rec->Arg(i + 1).Value;
-  ApplyUnary(rec, [&](double x) {
+  auto horner = [&](double x) {
     const long double lx = x;
     long double sum = k[8];
     for (std::size_t i = 8; i-- > 0;) sum = sum * lx + k[i];
     return static_cast<double>(sum);
-  });
+  };
+  const TVXParsDouble& x = rec->Arg(0);
+  if (x.VarType == vtVector) {
+    ApplyUnary(rec, horner);
+  } else if (x.VarType == vtDouble || x.VarType == vtBoolean) {
+    rec->Result.VarType = x.VarType;
+    rec->Result.Value = horner(x.Value);
+  } else {
+    throw EVXParserException(rsInvalidParameters);
+  }
 }
 
 // PIDLoop(value, setpoint, gain, integral, derivative, output, time, internal1, internal2): one

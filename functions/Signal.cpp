@@ -58,13 +58,11 @@ double* ZeroFilledResult(TVXParsExpressionRec* rec, std::size_t n, std::size_t f
 }  // namespace
 
 // RealFFT(inputvector, window, calcphases, phasevector): N / 2 amplitudes; with calcphases not 0
-// phasevector becomes the N / 2 phases, otherwise the number 0. At least two samples are
-// transformed: a one-element input is padded to two.
+// phasevector becomes the N / 2 phases, otherwise the number 0. A one-element input is N = 1:
+// it stays as it is and gives no amplitude (and no phase).
 void _VXParsRealFFT(TVXParsExpressionRec* rec) {
   TVXParsDouble& input = rec->Arg(0);
-  if (!IsNonEmptyVector(input)) throw EVXParserException(rsInvalidParameters);
-  const std::size_t n = FftPaddedLength(input.Vector.size(), 2, "RealFFT");
-  PadInPlace(input.Vector, n);
+  const std::size_t n = PrepareOne(input, "RealFFT");
   const int window = FftWindowCode(rec->Arg(1).Value);
   const bool calcPhases = rec->Arg(2).Value != 0.0;
   TVXParsDouble& phases = rec->Arg(3);
@@ -76,9 +74,11 @@ void _VXParsRealFFT(TVXParsExpressionRec* rec) {
     if (calcPhases) {
       phases.VarType = vtVector;
       phases.Vector.resize(n / 2);
-      FftAmplitudePhase(signal.data(), n, window, rec->Result.Vector.data(), phases.Vector.data());
+      if (n >= 2)
+        FftAmplitudePhase(signal.data(), n, window, rec->Result.Vector.data(),
+                          phases.Vector.data());
     } else {
-      FftAmplitudePhase(signal.data(), n, window, rec->Result.Vector.data(), nullptr);
+      if (n >= 2) FftAmplitudePhase(signal.data(), n, window, rec->Result.Vector.data(), nullptr);
       phases.VarType = vtDouble;
       phases.Value = 0.0;
     }
@@ -95,7 +95,8 @@ void _VXParsRealFFT(TVXParsExpressionRec* rec) {
     phases.VarType = vtDouble;
     phases.Value = 0.0;
   }
-  FftAmplitudePhase(input.Vector.data(), n, window, rec->Result.Vector.data(), phaseData);
+  if (n >= 2)
+    FftAmplitudePhase(input.Vector.data(), n, window, rec->Result.Vector.data(), phaseData);
 }
 
 // RealInverseFFT(amplitudevector, phasevector, window): 2 M samples from M amplitudes and

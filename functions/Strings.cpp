@@ -317,7 +317,8 @@ void _VXParsStrLComp(TVXParsExpressionRec* rec) {
 // --- conversions ---
 
 // The separator is the first character of the second argument, for this conversion only (the
-// evaluator's own when it is empty). A failed conversion gives 0 and leaves error at 1.
+// evaluator's own when it is empty). A failed conversion gives 0 and leaves error at 1; a text
+// beyond the range of a double ("1e400") fails too, while one that underflows gives 0.
 void _VXParsConvertStringToNumber(TVXParsExpressionRec* rec) {
   const TVXParsDouble& text = rec->Arg(0);
   const TVXParsDouble& separator = rec->Arg(1);
@@ -326,7 +327,8 @@ void _VXParsConvertStringToNumber(TVXParsExpressionRec* rec) {
       separator.StrValue.empty() ? EvaluatorOf(rec).DecimalSeparator() : separator.StrValue[0];
   double value = 0;
   const bool converted =
-      TryStrToFloat(std::string(TrimControls(text.StrValue)), decimalSeparator, value);
+      TryStrToFloat(std::string(TrimControls(text.StrValue)), decimalSeparator, value) &&
+      std::isfinite(value);
   SetNumber(rec->Result, converted ? value : 0);
   SetNumber(rec->Arg(2), converted ? 0 : 1);
 }

@@ -304,6 +304,9 @@ void TReferenceHost::TImpl::OpenSources() {
         case TSourceSpec::kGenerator:
           state.Data = MakeGenerator(spec.Generator);
           break;
+        case TSourceSpec::kSupplied:
+          state.Data = spec.Supply();
+          break;
       }
     } catch (const EInputError& error) {
       throw EInputError(where + ": " + error.what());
@@ -537,6 +540,7 @@ void TReferenceHost::TImpl::OpenOutputs() {
     if (!sink.AllOf.empty()) {
       const TPanelSite& site = *sites_.front().Site;
       plan.Names = OutputNames(site);
+      if (plan.Names.empty() && sink.Supply) continue;  // an embedder takes what there is
       if (plan.Names.empty())
         throw EInputError(worksheet_.File +
                           ": --output: the panel has no output channel to write " +
@@ -554,7 +558,9 @@ void TReferenceHost::TImpl::OpenOutputs() {
   }
   for (TPlanned& plan : planned) {
     std::unique_ptr<TDataSink> sink;
-    if (plan.Spec->Wav)
+    if (plan.Spec->Supply)
+      sink = plan.Spec->Supply(plan.Names);
+    else if (plan.Spec->Wav)
       sink = MakeSoundSink(plan.Path, plan.Path, plan.Names, plan.Spec->SampleRate);
     else
       sink = std::make_unique<TCsvSink>(plan.Path, plan.Path, plan.Names, plan.Spec->DecimalComma);

@@ -60,8 +60,9 @@ struct TRunOptions {
   double Duration = 0;  // 0: the worksheet's
   // Called about ten times a second while the run goes on.
   std::function<void(const TRunProgress&)> OnProgress;
-  // A live view's taps, called on the host's thread: every block of rows, every logged event.
+  // A live view's taps, called on the host's thread: every block of rows.
   std::function<void(const TRunRows&)> OnRows;
+  // Called with every event the log receives, in the same order.
   std::function<void(const THostEvent&)> OnEvent;
 };
 

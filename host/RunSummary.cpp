@@ -1,6 +1,7 @@
 #include "host/RunSummary.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -53,6 +54,17 @@ std::vector<std::string> CycleBudgetWarnings(const TPanelReport& panel) {
                        FormatMilliseconds(p99) + " of a " + FormatMilliseconds(budget) +
                        " block period");
   return warnings;
+}
+
+std::uint64_t RunSummarySamples(std::string_view summary) {
+  const std::string_view first = summary.substr(0, summary.find('\n'));
+  if (first.rfind("run ", 0) != 0) return 0;
+  const std::size_t end = first.find(" samples, ");
+  if (end == std::string_view::npos) return 0;
+  const std::size_t begin = first.rfind(' ', end - 1) + 1;
+  std::uint64_t samples = 0;
+  std::from_chars(first.data() + begin, first.data() + end, samples);
+  return samples;
 }
 
 std::string FormatRunSummary(const TRunReport& report, const std::string& worksheet) {

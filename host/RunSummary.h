@@ -4,7 +4,9 @@
 // time.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "host/ReferenceHost.h"
 
@@ -12,6 +14,10 @@ namespace loom {
 
 // The summary text, lines ending in "\n".
 std::string FormatRunSummary(const TRunReport& report, const std::string& worksheet);
+
+// The samples a run delivered, read back from the first line of its summary text; 0 when the
+// text holds no summary. `loom batch` learns its children's figures this way.
+std::uint64_t RunSummarySamples(std::string_view summary);
 
 // The warnings of the cycle-time budget: a panel whose median cycle takes longer than its block
 // period cannot keep up with real time; one whose 99th percentile does falls behind now and

@@ -141,8 +141,10 @@ void ReadPorts(const TIniDocument& doc, const TIniSection& section, TWorksheet& 
   }
 }
 
+// Reads a [Source:NAME] section; replacement, when not null, is the data file given instead of
+// the section's own (its mistakes are the command line's, not the worksheet's).
 TSourceSpec ReadSource(const TIniDocument& doc, const TIniSection& section, const TWorksheet& w,
-                       const std::string& name) {
+                       const std::string& name, const std::string* replacement) {
   TSectionReader r(doc, section,
                    {"File", "Generator", "Block", "Rate", "Channels", "Normalize", "Amplitude",
                     "Frequency", "Offset", "Phase", "Seed", "Channel"});
@@ -156,26 +158,32 @@ TSourceSpec ReadSource(const TIniDocument& doc, const TIniSection& section, cons
   const TIniEntry* generator = r.Entry("Generator");
   if ((file != nullptr) == (generator != nullptr))
     r.FailSection("a source needs either File=... or Generator=...");
+  if (replacement != nullptr && file == nullptr)
+    throw EInputError("--source " + name + ": the source is a generator; only a file source " +
+                      "reads another file");
   if (file != nullptr) {
     static const char* const kGeneratorOnly[] = {"Amplitude", "Frequency", "Offset",
                                                  "Phase",     "Seed",      "Channel"};
     for (const char* key : kGeneratorOnly)
       if (const TIniEntry* e = r.Entry(key)) r.Fail(*e, "only generators take this key");
     s.Rate = r.Number("Rate", 0, true);
-    s.Shown = file->Value;
-    s.Path = ResolvePath(w.Directory, file->Value);
-    const std::string extension = Extension(file->Value);
-    if (extension == ".csv" || extension == ".txt" || file->Value == "-")
+    s.Shown = replacement != nullptr ? *replacement : file->Value;
+    s.Path = replacement != nullptr ? *replacement : ResolvePath(w.Directory, file->Value);
+    const auto fail = [&](const std::string& what) {
+      if (replacement != nullptr) throw EInputError("--source " + name + ": " + what);
+      r.Fail(*file, what);
+    };
+    const std::string extension = Extension(s.Shown);
+    if (extension == ".csv" || extension == ".txt" || s.Shown == "-")
       s.Kind = TSourceSpec::kCsv;
     else if (extension == ".wav")
       s.Kind = TSourceSpec::kWav;
     else if (extension == ".mat")
       s.Kind = TSourceSpec::kMat;
     else
-      r.Fail(*file,
-             "\"" + file->Value + "\" is none of the data files read here (.csv, .wav, .mat)");
-    if (file->Value != "-" && !std::filesystem::is_regular_file(s.Path))
-      r.Fail(*file, "the file \"" + s.Path + "\" does not exist");
+      fail("\"" + s.Shown + "\" is none of the data files read here (.csv, .wav, .mat)");
+    if (s.Shown != "-" && !std::filesystem::is_regular_file(s.Path))
+      fail("the file \"" + s.Path + "\" does not exist");
     return s;
   }
   s.Kind = TSourceSpec::kGenerator;
@@ -309,7 +317,19 @@ bool IsWorksheetText(std::string_view text) {
   return false;
 }
 
-TWorksheet LoadWorksheet(const std::string& path) {
+std::vector<std::string> FileSourceNames(std::string_view worksheetText) {
+  std::vector<std::string> names;
+  const TIniDocument document = ScanIni(worksheetText, "", /*strict=*/false);
+  for (const TIniSection& section : document.Sections) {
+    const std::size_t colon = section.Name.find(':');
+    if (colon != std::string::npos && Lowercase(section.Name.substr(0, colon)) == "source" &&
+        section.Find("File") != nullptr)
+      names.emplace_back(Trim(section.Name.substr(colon + 1)));
+  }
+  return names;
+}
+
+TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFiles) {
   TWorksheet w;
   w.File = path;
   w.Directory = std::filesystem::path(path).parent_path().string();
@@ -340,7 +360,11 @@ TWorksheet LoadWorksheet(const std::string& path) {
         throw EInputError(doc.Where(section.Line) + ": [" + section.Name + "] the name \"" + name +
                           "\" is taken by another source or panel");
       if (kind == "source") {
-        w.Sources.push_back(ReadSource(doc, section, w, name));
+        const auto replaced =
+            std::find_if(sourceFiles.begin(), sourceFiles.end(),
+                         [&](const auto& e) { return EqualsNoCase(e.first, name); });
+        w.Sources.push_back(ReadSource(
+            doc, section, w, name, replaced == sourceFiles.end() ? nullptr : &replaced->second));
         if (w.Sources.back().Kind == TSourceSpec::kGenerator) pacingFromGenerator = true;
         continue;
       }
@@ -397,6 +421,16 @@ TWorksheet LoadWorksheet(const std::string& path) {
     if (!p.Prefix.empty()) p.Document = doc;
   }
   if (w.Panels.empty()) throw EInputError(path + ": the worksheet holds no [Panel:NAME]");
+  for (const auto& [name, file] : sourceFiles) {
+    const bool known = std::any_of(w.Sources.begin(), w.Sources.end(), [&](const TSourceSpec& s) {
+      return EqualsNoCase(s.Name, name);
+    });
+    if (known) continue;
+    std::string list;
+    for (const TSourceSpec& s : w.Sources) list += (list.empty() ? "" : ", ") + s.Name;
+    throw EInputError("--source " + name + ": " + path + " has no [Source:" + name +
+                      "] (its sources: " + (list.empty() ? "none" : list) + ")");
+  }
   if (!w.PacingGiven && pacingFromGenerator) w.Pacing = TPacing::RealTime;
   const bool endless =
       std::any_of(w.Sources.begin(), w.Sources.end(),
@@ -422,24 +456,30 @@ TWorksheet SinglePanelWorksheet(const TSinglePanelRun& run) {
   source.Block = run.Block;
   source.Rate = run.Rate;
   const std::string extension = Extension(run.InputFile);
-  if (extension == ".wav")
+  if (run.Supply) {
+    source.Kind = TSourceSpec::kSupplied;
+    source.Supply = run.Supply;
+  } else if (extension == ".wav") {
     source.Kind = TSourceSpec::kWav;
-  else if (extension == ".mat")
+  } else if (extension == ".mat") {
     source.Kind = TSourceSpec::kMat;
-  if (run.InputFile != "-" && !std::filesystem::is_regular_file(run.InputFile))
+  }
+  if (!run.Supply && run.InputFile != "-" && !std::filesystem::is_regular_file(run.InputFile))
     throw EInputError("--input: the file \"" + run.InputFile + "\" does not exist");
   w.Sources.push_back(source);
   TPanelSpec panel;
   panel.Name = std::filesystem::path(run.PanelFile).stem().string();
   if (panel.Name.empty() || panel.Name.find('.') != std::string::npos) panel.Name = "panel";
-  panel.SettingsText = ReadTextFile(run.PanelFile, run.PanelFile);
+  panel.SettingsText =
+      run.SettingsText.empty() ? ReadTextFile(run.PanelFile, run.PanelFile) : run.SettingsText;
   panel.Document = ScanIni(panel.SettingsText, run.PanelFile, /*strict=*/false);
   w.Panels.push_back(std::move(panel));
-  if (!run.OutputFile.empty()) {
+  if (!run.OutputFile.empty() || run.SupplySink) {
     TSinkSpec sink;
     sink.Name = "output";
     sink.File = run.OutputFile;
     sink.Wav = Extension(run.OutputFile) == ".wav";
+    sink.Supply = run.SupplySink;
     sink.AllOf = w.Panels.front().Name;
     w.Sinks.push_back(sink);
   }

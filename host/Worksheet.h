@@ -15,9 +15,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "host/DataBlock.h"
 #include "host/Generator.h"
 #include "host/IniScan.h"
 #include "panel/PanelHost.h"
@@ -31,8 +35,10 @@ struct TSourceSpec {
   int Line = 0;
   std::string Path;   // the file to read ("-" is standard input); empty for a generator
   std::string Shown;  // the file as the worksheet names it
-  enum TKind { kCsv, kWav, kMat, kGenerator } Kind = kCsv;
+  enum TKind { kCsv, kWav, kMat, kGenerator, kSupplied } Kind = kCsv;
   TGeneratorSettings Generator;
+  // kSupplied: the embedder's data (arrays of a Python caller), opened when the run prepares.
+  std::function<std::unique_ptr<TDataSource>()> Supply;
   std::size_t Block = 0;  // rows per block; 0: about a tenth of a second of data
   double Rate = 0;        // samples per second of a file without a time axis
   bool Normalize = false;
@@ -62,6 +68,8 @@ struct TSinkSpec {
   std::vector<std::string> Channels;  // PANEL.CHANNEL or SOURCE.CHANNEL
   int ChannelsLine = 0;
   std::string AllOf;  // instead: every output channel of this panel
+  // Instead of a file: the embedder's sink, given the sink's channel names.
+  std::function<std::unique_ptr<TDataSink>(const std::vector<std::string>&)> Supply;
 };
 
 // A control connection, written TARGET = SOURCE in [Links]:
@@ -104,9 +112,17 @@ struct TWorksheet {
 // or [Panel:] section.
 bool IsWorksheetText(std::string_view text);
 
+// Data files that replace those of file sources, by source name: the same worksheet run on
+// another recording. Relative names stand as given (against the working folder), not against
+// the worksheet's folder.
+using TSourceFiles = std::map<std::string, std::string>;
+
 // Reads and checks a worksheet file (everything that can be checked without opening sources
-// and building panels); raises EInputError.
-TWorksheet LoadWorksheet(const std::string& path);
+// and building panels); raises EInputError. Each entry of sourceFiles must name a file source.
+TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFiles = {});
+
+// The names of the worksheet text's file sources, in their order (no check beyond that).
+std::vector<std::string> FileSourceNames(std::string_view worksheetText);
 
 // The worksheet of `loom run PANEL.ini --input FILE`: one source "input", the panel named after
 // its file, a sink for output when one is given.
@@ -114,6 +130,11 @@ struct TSinglePanelRun {
   std::string PanelFile, InputFile, OutputFile, EventsFile;
   std::size_t Block = 0;
   double Rate = 0;
+  // An embedder's run: the settings as text (PanelFile then only names the panel and its
+  // folder), the data from Supply instead of InputFile, the outputs to SupplySink.
+  std::string SettingsText;
+  std::function<std::unique_ptr<TDataSource>()> Supply;
+  std::function<std::unique_ptr<TDataSink>(const std::vector<std::string>&)> SupplySink;
 };
 TWorksheet SinglePanelWorksheet(const TSinglePanelRun& run);
 

@@ -14,6 +14,8 @@ PACKAGES=(
   libsndfile1-dev libmatio-dev       # WAV and MAT data of `loom run`
   octave                             # the engine behind the MATLAB bridge (a child process)
   python3                            # the end-to-end tests of the command line
+  pybind11-dev python3-dev python3-numpy  # the Python module
+  python3-distributed                # the module's recipe for Dask clusters
   clang libclang-rt-14-dev           # fuzzing with libFuzzer
   clang-format                       # make format
   qt6-base-dev fonts-dejavu-core     # the configuration dialogs and the live plot (Qt 6 Widgets)

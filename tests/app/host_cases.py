@@ -295,6 +295,27 @@ SUMS_PANEL = panel(general=EVERY_BLOCK, inputs=["a", "b"],
                    expressions=["sa := VectorGetSum(a)", "sb := VectorGetSum(b)"],
                    origins=["rec.left", "rec.right"], outputs=[("sa", "a"), ("sb", "b")])
 
+# A worksheet over one recording, as `loom batch` runs it on many: per block the sum, and the
+# event Big when it passes 5.
+BATCH_WORKSHEET = """[Worksheet]
+Events=events.jsonl
+[Source:rec]
+File=a.csv
+Block=2
+[Panel:p]
+Settings=big.ini
+[Sink:out]
+File=sums.csv
+Channels=p.sum
+"""
+BIG_PANEL = panel(general=EVERY_BLOCK, inputs=["x"],
+                  expressions=["s := VectorGetSum(x)", "If(s > 5)",
+                               'FireEvent(USEREVENT_BIG, "sum " + Format("0", s))', "EndIf"],
+                  origins=["rec.x"], outputs=[("s", "sum")], events=[(1000, "Big")])
+BATCH_FILES = {"w.ini": BATCH_WORKSHEET, "big.ini": BIG_PANEL, "a.csv": FIVE_ROWS,
+               "in/c.csv": "time,x\n0,5\n0.1,6\n0.2,7\n", "bad.csv": "time,x\n0,1\n0.1,two\n"}
+BATCH_TABLE_HEAD = r"  file +status  samples +seconds  samples/s\n"
+
 CASES = [
     # --- one panel on a file ---
     dict(name="run_panel_on_wav_keeps_integer_samples",
@@ -472,6 +493,60 @@ CASES = [
                                            '"Evaluation error","text":"Error while evaluating '
                                            '\\"v := x + [1, 2, 3]\\""}\n'},
          stdout="", stderr="", status=0),
+    # --- batch ---
+    dict(name="batch_matches_single_runs_and_reports_failures",
+         args=["batch", "w.ini", "a.csv", "bad.csv", "in/c.csv", "gone.csv", "--out", "out",
+               "-j", "2"],
+         files=BATCH_FILES,
+         stdout_regex=r"^batch w.ini: 4 files in \S+ s, 2 done, 2 failed; \S+ samples/s\n" +
+                      BATCH_TABLE_HEAD + r"  a.csv +done +5 .*\n"
+                      r"  bad.csv +failed  bad.csv:3: column 2 \(\"x\"\): \"two\" is not a "
+                      r"number\n  in/c.csv +done +3 .*\n  gone.csv +failed  --source rec: the file "
+                      r"\"gone.csv\" does not exist\n$",
+         also_run=[["run", "w.ini", "--source", "rec=a.csv", "--output-dir", "one/a"],
+                   ["run", "w.ini", "--source", "REC=in/c.csv", "--output-dir", "one/c"]],
+         same_files=[("out/a/sums.csv", "one/a/sums.csv"),
+                     ("out/a/events.jsonl", "one/a/events.jsonl"),
+                     ("out/c/sums.csv", "one/c/sums.csv"),
+                     ("out/c/events.jsonl", "one/c/events.jsonl")],
+         expect_files={"out/c/events.jsonl":
+                       '{"time":0.2,"panel":"p","index":1000,"name":"Big","text":"sum 11"}\n'
+                       '{"time":0.3,"panel":"p","index":1000,"name":"Big","text":"sum 7"}\n'},
+         absent_files=["out/bad/sums.csv", "out/bad/events.jsonl"], stderr="", status=1),
+    dict(name="batch_panel_settings_like_run_with_input",
+         args=["batch", "sums.ini", "a.wav", "b.wav", "--out", "out", "--block", "2"],
+         files={"sums.ini": SUMS_PANEL, "a.wav": wav_bytes(4, [(1, -1), (2, -2), (3, -3)]),
+                "b.wav": wav_bytes(4, [(7, 0), (8, 1)])},
+         stdout_regex=r"^batch sums.ini: 2 files in \S+ s, 2 done, 0 failed; \S+ samples/s\n" +
+                      BATCH_TABLE_HEAD + r"  a.wav +done +6 .*\n  b.wav +done +4 .*\n$",
+         also_run=[["run", "sums.ini", "--input", "b.wav", "--block", "2", "--output", "b.csv",
+                    "--events", "b.jsonl"]],
+         same_files=[("out/b/sums.csv", "b.csv"), ("out/b/events.jsonl", "b.jsonl")],
+         expect_files={"out/a/sums.csv": "time,a,b\n0,3,-3\n0.5,3,-3\n0.5,3,-3\n"},
+         stderr="", status=0),
+    dict(name="batch_worksheet_of_several_files_needs_source",
+         args=["batch", "machine.ini", "a.wav", "--out", "out"],
+         files={"machine.ini": "[Source:v]\nFile=v.wav\n[Source:t]\nFile=t.csv\n[Panel:p]\n"},
+         stdout="", stderr="machine.ini reads several files (v, t): name the source each file "
+                           "replaces with --source NAME\n", status=2),
+    dict(name="batch_unknown_source", args=["batch", "w.ini", "a.csv", "--out", "o",
+                                            "--source", "ghost"],
+         files=BATCH_FILES, stdout="",
+         stderr="--source ghost: w.ini has no file source of that name (its file sources: rec)\n",
+         status=2),
+    dict(name="batch_two_files_one_folder", args=["batch", "w.ini", "a.csv", "in/a.csv", "--out",
+                                                  "o"],
+         files=BATCH_FILES, stdout="",
+         stderr="batch: a.csv and in/a.csv would both write to o/a; rename one of them\n",
+         status=2),
+    dict(name="run_source_names_no_source",
+         args=["run", "w.ini", "--source", "ghost=a.csv"], files=BATCH_FILES, stdout="",
+         stderr="--source ghost: w.ini has no [Source:ghost] (its sources: rec)\n", status=2),
+    dict(name="run_source_of_a_generator",
+         args=["run", "shapes.ini", "--source", "sine=a.csv"],
+         files={"shapes.ini": GENERATORS_WORKSHEET}, stdout="",
+         stderr="--source sine: the source is a generator; only a file source reads another "
+                "file\n", status=2),
     # --- command lines that cannot run ---
     dict(name="run_worksheet_takes_no_input", args=["run", "chain.ini", "--input", "data.csv"],
          files={"chain.ini": CHAIN_WORKSHEET, "data.csv": FIVE_ROWS}, stdout="",

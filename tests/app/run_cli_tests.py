@@ -56,7 +56,7 @@ CASES = [
     dict(name="eval_boolean_false", args=["eval", "--boolean", "2>3"],
          stdout="False\n", stderr="", status=0),
     dict(name="eval_boolean_needs_boolean_expression", args=["eval", "--boolean", "x:=1", "x"],
-         stdout="1\n", stderr="x: expression is not boolean\n", status=1),
+         stdout="1\n", stderr="expression 2: x: expression is not boolean\n", status=1),
     dict(name="eval_cstyle", args=["eval", "--cstyle", "2 != 3", "0 && 1", "fact(4)"],
          stdout="1\n1\n24\n", stderr="", status=0),
     dict(name="eval_without_cstyle_has_no_not_equal", args=["eval", "2 != 3"],
@@ -70,9 +70,11 @@ CASES = [
          stdout="1+2*3\n  0000 *        (2, 3) -> #0\n  0001 +        (1, #0) -> #1\n7\n",
          stderr="", status=0),
     dict(name="eval_first_error_stops", args=["eval", "1", "1+", "2"],
-         stdout="1\n", stderr='1+: Can not find operand/function "+"\n', status=1),
+         stdout="1\n", stderr='expression 2: 1+: Can not find operand/function "+"\n', status=1),
     dict(name="eval_runtime_error", args=["eval", "x:=[1,2]", "x+[1,2,3]"],
-         stdout="[ 1, 2]\n", stderr="vector sizes are not matched\n", status=1),
+         stdout="[ 1, 2]\n", stderr="expression 2: vector sizes are not matched\n", status=1),
+    dict(name="eval_single_runtime_error_is_the_exact_message", args=["eval", "[1,2]+[1,2,3]"],
+         stdout="", stderr="vector sizes are not matched\n", status=1),
     # --- scripts ---
     dict(name="script_while", args=["eval", "-f", "sum.loom"], files={"sum.loom": WHILE_SCRIPT},
          stdout="6\n", stderr="", status=0),
@@ -108,9 +110,12 @@ CASES = [
          stdout="0: [ 1, 2]\n1: [ 2, 4]\n", stderr="line 3: vector sizes are not matched\n",
          status=1),
     dict(name="script_unclosed_block", args=["eval", "-f", "-"], stdin="If(1)\n2\n",
-         stdout="", stderr="Loops or jumps are not matched\n", status=1),
-    dict(name="script_wrong_partner", args=["eval", "-f", "-"], stdin="While(1)\nEndIf\n",
-         stdout="", stderr='Invalid loop command: "EndIf" expects "Wend"\n', status=1),
+         stdout="", stderr="line 1: Loops or jumps are not matched\n", status=1),
+    dict(name="script_wrong_partner", args=["eval", "-f", "-"], stdin="x:=1\nWhile(1)\nEndIf\n",
+         stdout="", stderr='line 3: Invalid loop command: "EndIf" expects "Wend"\n', status=1),
+    dict(name="script_jump_inside_expression", args=["eval", "--timeout", "5", "-f", "-"],
+         stdin="y := While(0)\nx := 1\nWend\nx + y\n",
+         stdout="1\n", stderr="", status=0, max_seconds=10),
     dict(name="script_missing_file", args=["eval", "-f", "nope.loom"],
          stdout="", stderr='cannot read script "nope.loom"\n', status=1),
     dict(name="script_timeout_stops_endless_loop", args=["eval", "-f", "-", "--timeout", "0.5"],
@@ -137,8 +142,13 @@ CASES = [
     dict(name="usage_needs_subcommand", args=[],
          stdout="", stderr="A subcommand is required\n" + USAGE_HINT, status=64),
     dict(name="usage_leading_minus_needs_double_dash", args=["eval", "-x"],
-         stdout="", stderr="The following argument was not expected: -x\n" + USAGE_HINT,
+         stdout="", stderr=("The following argument was not expected: -x\n"
+                            'an EXPR that begins with "-" goes after "--", which ends the options: '
+                            "loom eval -- -x\n" + USAGE_HINT),
          status=64),
+    dict(name="usage_cstyle_lists_what_it_adds", args=["eval", "--help"],
+         stdout_regex=r"--cstyle +add the C-style spellings: \|\| && == != fact perc\n",
+         stderr="", status=0),
     dict(name="help_lists_subcommands", args=["--help"],
          stdout_lines=["Subcommands:"],
          stdout_regex=r"(?s)eval .*repl .*functions .*operators .*help-topic ",
@@ -238,6 +248,28 @@ def check_files(case, workdir, failures):
                 failures.append("%s exists, but the run must leave no such file" % path)
 
 
+def check_same_as_runs(loom, case, workdir, env, failures):
+    """Runs each command of also_run in the same folder, then compares the pairs of same_files
+    byte for byte: a batch's outputs against those of single runs."""
+    for args in case.get("also_run", []):
+        run = subprocess.run([loom] + args, capture_output=True, cwd=workdir, env=env, timeout=30)
+        if run.returncode != 0:
+            failures.append("loom %s: exit status %d\n%s" % (" ".join(args), run.returncode,
+                                                             run.stderr.decode()))
+    for first, second in case.get("same_files", []):
+        paths = [os.path.join(workdir, name) for name in (first, second)]
+        missing = [name for name, path in zip((first, second), paths) if not os.path.exists(path)]
+        if missing:
+            failures.append("%s was not written" % " and ".join(missing))
+            continue
+        contents = []
+        for path in paths:
+            with open(path, "rb") as handle:
+                contents.append(handle.read())
+        if contents[0] != contents[1]:
+            failures.append("%s differs from %s:\n%r\n%r" % (first, second, *contents))
+
+
 def check_case(loom, case):
     """Runs one row; returns a list of failure descriptions (empty when it passed)."""
     failures = []
@@ -275,6 +307,7 @@ def check_case(loom, case):
                 os.close(master)
         elapsed = time.monotonic() - started
         check_files(case, workdir, failures)
+        check_same_as_runs(loom, case, workdir, env, failures)
     if run.returncode != case["status"]:
         failures.append("exit status %d, expected %d" % (run.returncode, case["status"]))
     if "stdout" in case and run.stdout != case["stdout"]:

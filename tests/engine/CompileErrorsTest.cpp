@@ -47,6 +47,12 @@ TEST(CompileErrors, ExactMessages) {
       {"VectorAppend([1], x)",
        "VectorAppend([1], x): argument 1 of \"VectorAppend\" receives a "
        "result and cannot be a constant"},
+      // a line is paired as one jump command
+      {"If(a) + While(b)",
+       "If(a) + While(b): a line holds at most one jump command, \"While\" is a second one"},
+      {"If(Until(b))",
+       "If(Until(b)): a line holds at most one jump command, \"Until\" is a "
+       "second one"},
       // a constant expression that fails at run time fails while it is folded
       {"[1, 2] + [1, 2, 3]", "vector sizes are not matched"},
   };

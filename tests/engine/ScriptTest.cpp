@@ -53,9 +53,11 @@ TEST(RunScript, GivesTheLastResultOrTheErrorWithItsLine) {
       {"3 4", "line 1: 3 4: two successive variables/constants \"3\""},
       // run-time errors
       {"x:=1\n[1,2]+[1,2,3]", "line 2: vector sizes are not matched"},
-      // pairing errors belong to no single line
-      {"If(1)\n2", "Loops or jumps are not matched"},
-      {"While(1)\nEndIf", "Invalid loop command: \"EndIf\" expects \"Wend\""},
+      // pairing errors belong to the command that cannot be paired
+      {"If(1)\n2", "line 1: Loops or jumps are not matched"},
+      {"While(1)\nEndIf", "line 2: Invalid loop command: \"EndIf\" expects \"Wend\""},
+      {"x:=1\nWend", "line 2: Loops or jumps are not matched"},
+      {"Repeat\nIf(1)\nWhile(0)\nWend\nx:=1", "line 2: Loops or jumps are not matched"},
   };
   for (const auto& [text, expected] : cases) EXPECT_EQ(RunText(text).output, expected) << text;
 }

@@ -14,18 +14,21 @@ namespace {
 using Lines = std::vector<std::string>;
 
 // A jump command yields 1 with the jump flag when it jumps (a condition inside the tolerance
-// band), 0 without it otherwise; ordinary results never carry the flag.
+// band), 0 without it otherwise; ordinary results never carry the flag. A line that holds the
+// command inside a larger expression carries the command's flag, whatever its own value.
 TEST(JumpResults, FlagIsSetExactlyWhenTheJumpIsTaken) {
   TVXExpressionEvaluator evaluator;
   std::string shown;
-  for (const char* formula : {"If(0.05)", "If(-0.1)", "While(0)", "Until(1)", "Else", "Wend",
-                              "EndIf", "Repeat", "1 + Random"}) {
+  for (const char* formula :
+       {"If(0.05)", "If(-0.1)", "While(0)", "Until(1)", "Else", "Wend", "EndIf", "Repeat",
+        "1 + Random", "y := While(0)", "If(0) * 1", "z := Until(1)", "2 + Until(0)", "[If(1), 5]",
+        "CondEval(1, Wend, 0)"}) {
     TVXParsDouble result = TVXParsDouble::FromString("stale");
     result.JumpFlag = true;
     evaluator.GetResults(evaluator.AddExpression(formula), result);
     shown += std::to_string(result.JumpFlag) + (result.JumpFlag ? Shown(result) : "") + " ";
   }
-  EXPECT_EQ(shown, "11 0 11 0 11 11 0 0 0 ");
+  EXPECT_EQ(shown, "11 0 11 0 11 11 0 0 0 11 11 0 13 0 11 ");
 }
 
 TEST(PairJumps, TargetsOfValidNests) {
@@ -107,6 +110,13 @@ std::string Summary(const TVXSectionOutcome& outcome) {
   return outcome.Completed ? "completed" : outcome.Aborted ? "aborted" : "ended";
 }
 
+// Cuts a run off after a number of expressions, so that a script that would loop for ever
+// shows as aborted instead of hanging the test.
+struct TStepLimit : TVXSectionObserver {
+  bool BeforeExpression(int) override { return ++steps <= 10000; }
+  int steps = 0;
+};
+
 TEST(RunSection, BranchesAndLoops) {
   const std::pair<Lines, const char*> rows[] = {
       {{"a := 0", "b := 1", "If(a)", "If(b)", "r := 11", "Else", "r := 10", "EndIf", "Else",
@@ -120,10 +130,17 @@ TEST(RunSection, BranchesAndLoops) {
         "Until(n > i)", "s := s + \"|\"", "i := i + 1", "Wend", "s"},
        "\"1|12|123|\""},
       {{"If(1)", "x := 1", "EndIf"}, "0"},  // the EndIf's own result ends it
+      // jump commands inside larger expressions jump as the bare commands do
+      {{"y := While(0)", "x := 1", "Wend", "x + y"}, "1"},
+      {{"i := 0", "t := 0", "w := While(i < 3) + 0", "i := i + 1", "t := t + i", "Wend", "t"}, "6"},
+      {{"c := 3", "Repeat", "c := c - 1", "z := Until(c < 1)", "c"}, "0"},
+      {{"r := 0", "If(0) * 1", "r := 1", "EndIf", "r"}, "0"},
+      {{"x := 5", "k := If(x > 2)", "r := 1", "e := Else", "r := 2", "EndIf * 1", "r"}, "1"},
   };
   for (const auto& [lines, shown] : rows) {
     Script script(lines);
-    EXPECT_EQ(Summary(script.Run()), "completed");
+    TStepLimit bound;
+    EXPECT_EQ(Summary(script.Run(&bound)), "completed");
     EXPECT_EQ(Shown(script.result), shown) << lines.front() << " ... " << lines.back();
     EXPECT_FALSE(script.result.JumpFlag);
   }

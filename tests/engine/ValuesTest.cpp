@@ -2,8 +2,15 @@
 // forms, the logical string operator and the filling of messages.
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "engine/Messages.h"
 #include "engine/ParserClasses.h"
@@ -29,10 +36,62 @@ TEST(FloatToStr, FifteenSignificantDigitsExponentFormSpecialValuesAndSeparator) 
       {999999999999999.0, "999999999999999"},
       {123456789012345678.0, "1.23456789012346E17"},
       {1.7976931348623157e308, "1.79769313486232E308"},
+      // the 16th digit rounds half up on 17 digits, not on the binary value
+      {100000000000000.5, "100000000000001"},
+      {1234567890123.125, "1234567890123.13"},
+      {-1234567890123.125, "-1234567890123.13"},
+      {0.1234567890123125, "0.123456789012313"},
+      {999999999999999.5, "1E15"},
   };
   for (const auto& [value, text] : rows) EXPECT_EQ(FloatToStr(value), text) << text;
   EXPECT_EQ(FloatToStr(-12.75, ','), "-12,75");
   EXPECT_EQ(FloatToStr(1.5e20, ','), "1,5E20");
+}
+
+// The number text rule written out on its own: the 17 significant digits as one integer,
+// rounded half up to 15 by integer arithmetic, then placed around the decimal point.
+std::string FifteenDigitText(double value) {
+  char buffer[40];
+  std::snprintf(buffer, sizeof buffer, "%.16e", std::fabs(value));
+  std::uint64_t digits17 = 0;
+  const char* p = buffer;
+  for (; *p != 'e'; ++p)
+    if (*p != '.') digits17 = digits17 * 10 + static_cast<std::uint64_t>(*p - '0');
+  int exponent = std::atoi(p + 1);
+  std::uint64_t digits15 = (digits17 + 50) / 100;
+  if (digits15 == 1000000000000000u) digits15 /= 10, ++exponent;
+  std::string mantissa = std::to_string(digits15);
+  mantissa.erase(mantissa.find_last_not_of('0') + 1);
+  std::string text = value < 0 ? "-" : "";
+  if (exponent > 14 || exponent < -5) {
+    if (mantissa.size() > 1) mantissa.insert(1, ".");
+    return text + mantissa + "E" + std::to_string(exponent);
+  }
+  if (exponent < 0) return text + "0." + std::string(-exponent - 1, '0') + mantissa;
+  const auto point = static_cast<std::size_t>(exponent) + 1;
+  if (mantissa.size() <= point) return text + mantissa + std::string(point - mantissa.size(), '0');
+  return text + mantissa.insert(point, ".");
+}
+
+TEST(FloatToStr, AgreesWithTheRuleOnRandomValues) {
+  std::mt19937_64 generator(17);
+  std::uniform_int_distribution<int> digit(0, 9), exponent(-9, 20);
+  std::vector<double> values;
+  for (int i = 0; i < 3000; ++i) {
+    // Any finite double, and decimals of 16 digits whose last one is 5: the halfway cases.
+    const double any = std::bit_cast<double>(generator());
+    if (std::isfinite(any)) values.push_back(any);
+    std::string text = std::to_string(1 + digit(generator) % 9) + ".";
+    for (int d = 0; d < 14; ++d) text += std::to_string(digit(generator));
+    text += "5e" + std::to_string(exponent(generator));
+    values.push_back((i % 2 ? -1 : 1) * std::strtod(text.c_str(), nullptr));
+  }
+  int differences = 0;
+  for (double value : values)
+    if (FloatToStr(value) != FifteenDigitText(value) && ++differences <= 5)
+      ADD_FAILURE() << Num(value) << ": " << FloatToStr(value) << ", by the rule "
+                    << FifteenDigitText(value);
+  EXPECT_EQ(differences, 0);
 }
 
 TEST(ParsDoubleAsString, EachKindByItsTypeOnly) {
@@ -45,6 +104,7 @@ TEST(ParsDoubleAsString, EachKindByItsTypeOnly) {
   const std::pair<TVXParsDouble, const char*> rows[] = {
       {TVXParsDouble::FromVector({}), "]"},
       {TVXParsDouble::FromVector({1, 2.5}), "[ 1, 2.5]"},
+      {TVXParsDouble::FromVector({-100000000000000.5, 0.5}), "[ -100000000000001, 0.5]"},
       {text, "abc"},
       {TVXParsDouble::Boolean(false), "False"},
       {boolean, "True"},

@@ -154,21 +154,23 @@ TEST_F(FileIOTest, WrongArgumentKindsAndLengthsBeyondTheLimits) {
   const OutcomeRow rows[] = {
       {"FileWriteStringFixed(h, \"a\", 1e15)",
        "FileWriteStringFixed: a string may hold at most 134217728 characters"},
-      {"FileReadBinaryFloat64Vector(h, v, 134217729, n)",
-       "FileReadBinaryFloat64Vector: a vector may hold at most 134217728 elements"},
       {"FileSeek(h, 0, FILE_CURRENT)", "0"},  // nothing was read
       // A negative count does nothing at all; a count of 0 makes both outputs the number 0.
       {"v := [1, 2]; n := 7; FileReadBinaryByteVector(h, v, -1, n) + \" \" + v + n",
        "\"0 [ 1, 2]7\""},
       {"FileReadBinaryByteVector(h, v, 0, n) + \" \" + v + n", "\"0 00\""},
       {"FileReadBinaryByteVector(h, v, 1.5, n) + \" \" + v + n", "\"1 [ 1, 0]2\""},
-      // The largest count allowed reads only what is there; at the end nothing is read.
-      {"FileReadBinaryByteVector(h, v, 134217728, n) + \" \" + v + n", "\"1 [ 2, 0]2\""},
+      // Reads stop at the end of the data, however large the count; at the end nothing is read.
+      {"FileReadBinaryByteVector(h, v, 1e9, n) + \" \" + v + n", "\"1 [ 2, 0]2\""},
       {"v := [5]; FileReadBinaryByteVector(h, v, 4, n) + \" \" + v + n", "\"0 00\""},
+      {"FileSeek(h, 0, FILE_BEGIN); FileReadBinaryWordVector(h, v, 1e9, n) + \" \" + v + n",
+       "\"1 [ 1, 2]2\""},
+      {"FileSeek(h, 1, FILE_BEGIN); FileReadBinaryFloat64Vector(h, v, 2e8, n) + \" \" + v + n",
+       "\"0 00\""},  // three bytes hold no whole value
   };
   for (const OutcomeRow& row : rows) EXPECT_EQ(Run(row.formula), row.outcome) << row.formula;
   EXPECT_EQ(Hex(Bytes("small.bin")), "01 00 02 00");  // nothing was written
-  Run("FileSeek(h, 0, FILE_BEGIN); FileReadBinaryByteVector(h, v, 134217728, n)");
+  Run("FileSeek(h, 0, FILE_BEGIN); FileReadBinaryByteVector(h, v, 1e9, n)");
   EXPECT_LT(ev_.Words().Find("v")->AsPointer()->Vector.capacity(), 1000u);  // no room reserved
 }
 
@@ -289,6 +291,7 @@ TEST_F(FileIOTest, ReadStringLnAndReadStringFixedStopWhereTheyShould) {
       {"FileReadStringFixed(h, s, 3) + s", "\"1abc\""},
       {"FileReadStringFixed(h, s, 1.5) + s", "\"1de\""},
       {"FileReadStringFixed(h, s, 100000000) + s", "\"1f\""},
+      {"FileSeek(h, 1, FILE_BEGIN); FileReadStringFixed(h, s, 1e9) + s", "\"1bcdef\""},
       {"[FileReadStringFixed(h, s, 4), s, FileSeek(h, 0, FILE_BEGIN)]", "[ 0, 0, 0]"},
       {"s := \"x\"; FileReadStringFixed(h, s, 0)", "0"},  // nothing asked, nothing read
       {"s", "0"},

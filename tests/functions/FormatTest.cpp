@@ -27,8 +27,9 @@ struct PictureCase {
 // 2.67499999999999982. Integer digits beyond the picture go to its first place; only the first
 // point counts; at most four exponent digits are asked for; "E" without a sign is an ordinary
 // character. The negative section spells its own sign, an empty or missing section falls back
-// to the first, a value that rounds to zero takes the zero section (never "-0.00"), and an empty
-// first section is the general number text; so is what a picture cannot show.
+// to the first, the value's own sign chooses the section whatever its rounded digits show
+// (-0.004 is "-0.00"), and an empty first section is the general number text; so is what a
+// picture cannot show.
 TEST(FormatFloatPicture, Rules) {
   const PictureCase cases[] = {
       {"", 0.5, "0.5"},       {"0", 0.5, "1"},       {"#.##", 0.5, ".5"},    {"#.##", 0, ""},
@@ -39,7 +40,7 @@ TEST(FormatFloatPicture, Rules) {
   const PictureCase cases2[] = {
       {"0.00", 2.675, "2.67"},     {"#0.0#", 3.14159, "3.14"},  {"0.0.0", 1.25, "1.25"},
       {"0.0E+0", 9.96, "1.0E+1"},  {"0.0;0.0-", -2.25, "2.3-"}, {"0.0;(0.0)", 0, "0.0"},
-      {"0.00", -0.001, "0.00"},    {"0;-0;'nil'", 0.4, "nil"},  {";(0.0)", -2, "(2.0)"},
+      {"0.00", -0.004, "-0.00"},   {"0;-0;'nil'", 0.4, "0"},    {";(0.0)", -2, "(2.0)"},
       {"\"$\"0.00", -5, "-$5.00"}, {"0.0 'a;b'", 1, "1.0 a;b"}, {"0 'open", 7, "7 open"},
   };
   const PictureCase cases3[] = {
@@ -50,7 +51,8 @@ TEST(FormatFloatPicture, Rules) {
       {"0", 1e15, "1000000000000000"},        {"0.00e-00", 0.000123, "1.23e-04"},
       {"0.0E+000000", 5, "5.0E+0000"},        {"##0.0E+0", 12345, "123.5E+2"},
       {"0.00E+00", -0.000999, "-9.99E-04"},   {"00.0;(0.00)", -1.123, "(1.12)"},
-      {"0.0;(0.0);'zero'", -0.01, "zero"},    {"'Total: '0.00' kg'", 3.5, "Total: 3.50 kg"},
+      {"0.0;(0.0);'zero'", -0.04, "(0.0)"},   {"'Total: '0.00' kg'", 3.5, "Total: 3.50 kg"},
+      {"0.00;(0.00)", -0.001, "(0.00)"},      {"0;-0;'nil'", 0, "nil"},
   };
   for (const PictureCase& c : Rows(cases, cases2, cases3))
     EXPECT_EQ(FormatFloat(c.picture, c.value), c.text) << c.picture << " of " << c.value;

@@ -62,6 +62,10 @@ TEST(Interpolation, Polynomials) {
        "Polynom(0.5, 1, -2, 4, 0, 0, 0, 0, 0, 0), Polynom(10, 1, 2, 3, 4, 5, 6, 7, 8, 9)]",
        "[ 256, 1, 1, 987654321]"},
       {"k := -1\nPolynom([2, 3], 0, 1, k, 0, 0, 0, 0, 0, 0)", "[ -2, -6]"},
+      // a boolean x is its number, and the result keeps the boolean kind
+      {"Polynom(True, 1, 1, 0, 0, 0, 0, 0, 0, 0)", "True"},
+      {"Polynom(False, 0, 0, 0, 0, 0, 0, 0, 0, 0)", "False"},
+      {"Polynom(\"2\", 1, 1, 0, 0, 0, 0, 0, 0, 0)", "Invalid parameters"},
   };
   ExpectOutcomes(ev, rows);
 }

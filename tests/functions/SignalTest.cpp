@@ -135,10 +135,10 @@ TEST_F(SignalFormula, PaddingAndWindowCodes) {
   TVXVect padded = noise;
   padded.resize(1024, noise.back());
   EXPECT_EQ(x_.Vector, padded);
-  SetX(TVXVect{7.0});  // one sample: the power spectrum keeps it, the transform needs two
+  SetX(TVXVect{7.0});  // one sample is N = 1: kept as it is, and no amplitude or phase
   EXPECT_EQ(Vector("PowerSpectrum(x, 0)").size(), 1u);
-  EXPECT_EQ(Vector("RealFFT(x, 0, 0, p)").size(), 1u);
-  EXPECT_EQ(x_.Vector.size(), 2u);
+  EXPECT_EQ(Outcome(ev_, "RealFFT(x, 0, 1, p)"), "]");
+  EXPECT_EQ(Outcome(ev_, "p") + Outcome(ev_, "x"), "][ 7]");
   SetX(Noise(64, 3));
   const TVXVect rectangle = Vector("RealFFT(x, WINDOW_RECTANGLE, 1, p)");
   const TVXVect rectanglePhases = ev_.Evaluate("p").Vector;

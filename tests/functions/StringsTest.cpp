@@ -84,6 +84,11 @@ TEST(Strings, Conversions) {
       {"[ConvertStringToNumber(\" 3,5 \", \",\", e), e]", "[ 3.5, 0]"},
       {"[ConvertStringToNumber(\"3.5\", \",\", e), e]", "[ 0, 1]"},
       {"[ConvertStringToNumber(\"2.5\", \"\", e), e]", "[ 2.5, 0]"},
+      // beyond the range of a double is a failed conversion; an underflow is 0
+      {"[ConvertStringToNumber(\"1e400\", \".\", e), e]", "[ 0, 1]"},
+      {"[ConvertStringToNumber(\" -1e400\", \".\", e), e]", "[ 0, 1]"},
+      {"[ConvertStringToNumber(\"1.8e308\", \".\", e), e]", "[ 0, 1]"},
+      {"[ConvertStringToNumber(\"1e-400\", \".\", e), e]", "[ 0, 0]"},
       {"[ConvertStringHexToInt(\"  ff  \", e), e]", "[ 255, 0]"},
       {"ConvertStringHexToInt(\"$1F\", e) + ConvertStringHexToInt(\"0x1f\", e)", "62"},
       {"ConvertStringHexToInt(\"FFFFFFFF\", e)", "4294967295"},
