@@ -61,7 +61,8 @@ test-tsan: setup
 	  ctest --test-dir $(TSAN_DIR) --output-on-failure --no-tests=error -j$(JOBS)
 
 # Builds the benchmarks in Release, runs them once and prints the table of ratios
-# (Loom / muParser, Loom / ExprTk, Loom / hand-written C++) that the README shows.
+# (Loom / muParser, Loom / ExprTk, Loom / hand-written C++) that the README shows, then the
+# panel's cycles against a bare evaluation and the reference host's figures.
 bench: setup
 	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLOOM_BUILD_TESTS=OFF \
 	  -DLOOM_BENCH_EXPRTK=ON
@@ -70,6 +71,11 @@ bench: setup
 	  --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
 	  --benchmark_out=$(BENCH_DIR)/bench.json --benchmark_out_format=json
 	python3 bench/ratios.py $(BENCH_DIR)/bench.json
+	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_panel_bench
+	$(BENCH_DIR)/bench/loom_panel_bench --benchmark_min_time=0.3 --benchmark_repetitions=3 \
+	  --benchmark_report_aggregates_only=true \
+	  --benchmark_out=$(BENCH_DIR)/panel.json --benchmark_out_format=json
+	python3 bench/panel_ratios.py $(BENCH_DIR)/panel.json
 	cmake --build $(BENCH_DIR) -j$(JOBS) --target loom_run_bench
 	$(BENCH_DIR)/bench/loom_run_bench --benchmark_min_time=0.5 \
 	  --benchmark_out=$(BENCH_DIR)/run.json --benchmark_out_format=json

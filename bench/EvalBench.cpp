@@ -88,6 +88,33 @@ __attribute__((noinline)) double NativeSection(ScalarVars& v) {
   return u / v.e;
 }
 
+// Ten assignments, each line one formula of the section: what the runner adds per line.
+__attribute__((noinline)) double NativeAssignments(ScalarVars& v) {
+  double x = v.a + 1;
+  double y = x * 2;
+  double z = y + v.b;
+  double w = z * v.c;
+  double u = w - v.d;
+  x = u / v.e;
+  y = x + v.a;
+  z = y * v.b;
+  w = z - v.c;
+  u = w / v.e;
+  return u;
+}
+
+constexpr const char* kAssignments =
+    "x := a + 1\n"
+    "y := x * 2\n"
+    "z := y + b\n"
+    "w := z * c\n"
+    "u := w - d\n"
+    "x := u / e\n"
+    "y := x + a\n"
+    "z := y * b\n"
+    "w := z - c\n"
+    "u := w / e";
+
 constexpr const char* kSection =
     "x := a + 1\n"
     "If(x > 2)\n"
@@ -124,6 +151,12 @@ const ScalarCase kScalarCases[] = {
     {"section10", kSection,
      "x = a + 1, y = x > 2 ? x * 2 : x / 2, z = y + b, w = z * c, u = w - d, u / e", kExprtkSection,
      NativeSection},
+    {"assign10", kAssignments,
+     "x = a + 1, y = x * 2, z = y + b, w = z * c, u = w - d, x = u / e, y = x + a, z = y * b, "
+     "w = z - c, u = w / e",
+     "x := a + 1; y := x * 2; z := y + b; w := z * c; u := w - d; x := u / e; y := x + a; "
+     "z := y * b; w := z - c; u := w / e",
+     NativeAssignments},
 };
 
 std::vector<std::string> Lines(const std::string& text) {

@@ -27,7 +27,7 @@ class TNullHost : public TPanelHost {
   int RegisterProperty(const TPropertyDefinition&) override { return 0; }
   void UpdatedProperties() override {}
   void EventFireAllPropertiesUpdated() override {}
-  std::vector<TControlItem> ControlList() override { return {}; }
+  const std::vector<TControlItem>& ControlList() override { return controls_; }
   bool CheckPropertyConnnection(const TControlItem&) override { return false; }
   void SetTargetProperty(const TControlItem&, const TPropertyValue&) override {}
   void SetInputChannels(const std::vector<std::string>&) override {}
@@ -46,6 +46,9 @@ class TNullHost : public TPanelHost {
   void PostStopRequest() override {}
   void SetExecutionTimer(bool, int) override {}
   bool ExecutionTimerRunning() override { return false; }
+
+ private:
+  const std::vector<TControlItem> controls_;  // none
 };
 
 TPanelSettings Settings(std::vector<std::string> expressions, bool async) {
@@ -89,7 +92,8 @@ void BM_AsyncCycle(benchmark::State& state) {
 BENCHMARK(BM_SyncCycle)->Arg(1)->Arg(1000)->Arg(100000)->UseRealTime();
 BENCHMARK(BM_AsyncCycle)->Arg(1)->Arg(1000)->Arg(100000)->UseRealTime();
 
-// The cycle's own cost: an empty Formula section, and the one expression it would run.
+// The cycle's own cost: an empty Formula section without data (argument 0) or with a block of
+// state.range(0) samples for its input, and the one expression a formula would run.
 void BM_EmptyCycle(benchmark::State& state) {
   TNullHost host;
   TKQVXFormulaPanel panel(host);
@@ -97,9 +101,14 @@ void BM_EmptyCycle(benchmark::State& state) {
   s.OutputChannels.clear();
   panel.ReadProperties(WritePanelSettings(s));
   panel.LoadFinished();
-  for (auto _ : state) panel.HandleExecute(true);
+  std::vector<double> samples(static_cast<std::size_t>(state.range(0)), 0.5);
+  const std::vector<TChannelBlock> block = {{0, 1, samples.data(), samples.size()}};
+  for (auto _ : state) {
+    if (!samples.empty()) panel.DoOnNewData(block, nullptr, 0);
+    panel.HandleExecute(true);
+  }
 }
-BENCHMARK(BM_EmptyCycle);
+BENCHMARK(BM_EmptyCycle)->Arg(0)->Arg(1)->Arg(1000);
 
 void BM_BareGetResults(benchmark::State& state) {
   TVXExpressionEvaluator evaluator;

@@ -133,7 +133,7 @@ class TNullHost : public TPanelHost {
   int RegisterProperty(const TPropertyDefinition&) override { return 0; }
   void UpdatedProperties() override {}
   void EventFireAllPropertiesUpdated() override {}
-  std::vector<TControlItem> ControlList() override { return {}; }
+  const std::vector<TControlItem>& ControlList() override { return controls_; }
   bool CheckPropertyConnnection(const TControlItem&) override { return false; }
   void SetTargetProperty(const TControlItem&, const TPropertyValue&) override {}
   void SetInputChannels(const std::vector<std::string>&) override {}
@@ -150,6 +150,9 @@ class TNullHost : public TPanelHost {
   void PostStopRequest() override {}
   void SetExecutionTimer(bool, int) override {}
   bool ExecutionTimerRunning() override { return false; }
+
+ private:
+  const std::vector<TControlItem> controls_;  // none
 };
 
 void BM_PanelEmpty(benchmark::State& state) {

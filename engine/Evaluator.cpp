@@ -131,21 +131,24 @@ void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
       return;
     }
   }
-  CopyResult(GetResultRef(index), result);
+  CopyResult(GetResultRefListed(index), result);
 }
 
-// Kept out of line so that the fast path of GetResults stays a leaf without a stack frame.
-[[gnu::noinline]] const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRef(int index) {
+// Kept out of line so that the inline fast path of GetResultRef stays small.
+[[gnu::noinline]] const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRefListed(int index) {
   if (index < 0 || index >= GetExpressionCount()) return emptyResult_;
   currentIndex_ = index;
   current_ = expressions_[static_cast<std::size_t>(index)].get();
-  return Guarded([&]() -> const TVXParsDouble& { return Run(*current_); });
+  // Only an expression with a program got here after its numbers-only run was refused.
+  const bool numbersTried = UseKernels && current_->Program;
+  return Guarded([&]() -> const TVXParsDouble& { return Run(*current_, numbersTried); });
 }
 
-const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression) {
+const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression,
+                                                     bool numbersTried) {
   if (!expression.Head) return emptyResult_;
   if (UseKernels && expression.Program &&
-      (expression.Program->RunNumbers() || expression.Program->RunVectors()))
+      ((!numbersTried && expression.Program->RunNumbers()) || expression.Program->RunVectors()))
     return expression.Last->Result;
   if (!expression.JumpNode) return RunList(expression.Head);
   // A jump command inside a larger expression: the line jumps exactly when the command does.

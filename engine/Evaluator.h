@@ -112,7 +112,18 @@ class TVXExpressionEvaluatorBase {
   void GetResults(int index, TVXParsDouble& result);
   // Evaluates like GetResults but hands out the expression's own result in place, without a
   // copy; the reference stays valid until that expression is evaluated again or dropped.
-  const TVXParsDouble& GetResultRef(int index);
+  // Arithmetic on numbers is tried here, inline, because a section runs it once per line.
+  const TVXParsDouble& GetResultRef(int index) {
+    if (index >= 0 && index < GetExpressionCount()) {
+      TVXParsExpression* expression = expressions_[static_cast<std::size_t>(index)].get();
+      if (UseKernels && expression->Program && expression->Program->RunNumbers()) {
+        current_ = expression;
+        currentIndex_ = index;
+        return expression->Last->Result;
+      }
+    }
+    return GetResultRefListed(index);
+  }
   TVXParsDouble EvaluateCurrent();
   // Runs a linear list from first and copies the last node's result: its kind, then the
   // vector, the string, or (for every other kind) the number.
@@ -227,7 +238,10 @@ class TVXExpressionEvaluatorBase {
   // Makes expression the last of the list and the current one; returns its index.
   int Append(std::unique_ptr<TVXParsExpression> expression);
   // Evaluates a compiled expression into result: the fast path when it applies, else the list.
-  const TVXParsDouble& Run(TVXParsExpression& expression);
+  // numbersTried: the caller already found that the numbers-only run does not apply.
+  const TVXParsDouble& Run(TVXParsExpression& expression, bool numbersTried = false);
+  // GetResultRef for everything but arithmetic on numbers.
+  const TVXParsDouble& GetResultRefListed(int index);
   TVXParsExpressionRec* MakeRec(TVXCompileState& state, TVXParsExprWord* word);
   void CheckWrittenArguments(const TVXCompileState& state, const TVXParsExpressionRec* node) const;
   // Evaluates a constant subtree once and returns its result (folding).

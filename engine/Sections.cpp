@@ -106,32 +106,31 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
   // Results are read in place; only the last one becomes the section's result, so a section
   // of vector formulas does not copy every intermediate vector.
   const TVXParsDouble* last = nullptr;
-  auto finish = [&]() -> TVXSectionOutcome& {
-    if (last) CopyResult(*last, result);
-    return outcome;
-  };
-  int i = first;
-  while (i < end) {
-    if (evaluator.StopRequested() || (observer && !observer->BeforeExpression(i))) {
-      outcome.Completed = false;
-      outcome.Aborted = true;
-      return finish();
-    }
-    try {
+  const int jumpCount = static_cast<int>(jumps.size());
+  int running = -1;  // the expression being evaluated: only its exceptions end the section here
+  try {
+    for (int i = first; i < end; ++i) {
+      if (evaluator.StopRequested() || (observer && !observer->BeforeExpression(i))) {
+        outcome.Completed = false;
+        outcome.Aborted = true;
+        break;
+      }
+      running = i;
       last = &evaluator.GetResultRef(i);
-    } catch (const std::exception& error) {
-      outcome.Completed = false;
-      outcome.FailedIndex = i;
-      outcome.ErrorMessage = error.what();
-      return finish();
+      running = -1;
+      if (observer) observer->AfterExpression(i, *last);
+      if (last->JumpFlag && i >= 0 && i < jumpCount && jumps[static_cast<std::size_t>(i)] >= 0 &&
+          !(observer && observer->StopRecursion()))
+        i = jumps[static_cast<std::size_t>(i)] - 1;
     }
-    if (observer) observer->AfterExpression(i, *last);
-    if (last->JumpFlag && i >= 0 && i < static_cast<int>(jumps.size()) &&
-        jumps[static_cast<std::size_t>(i)] >= 0 && !(observer && observer->StopRecursion()))
-      i = jumps[static_cast<std::size_t>(i)] - 1;
-    ++i;
+  } catch (const std::exception& error) {
+    if (running < 0) throw;  // the observer's, not the section's
+    outcome.Completed = false;
+    outcome.FailedIndex = running;
+    outcome.ErrorMessage = error.what();
   }
-  return finish();
+  if (last) CopyResult(*last, result);
+  return outcome;
 }
 
 }  // namespace loom

@@ -94,7 +94,7 @@ class TPanelSite : public TPanelHost {
   int RegisterProperty(const TPropertyDefinition& property) override;
   void UpdatedProperties() override {}
   void EventFireAllPropertiesUpdated() override {}
-  std::vector<TControlItem> ControlList() override { return Controls; }
+  const std::vector<TControlItem>& ControlList() override { return Controls; }
   bool CheckPropertyConnnection(const TControlItem& item) override;
   void SetTargetProperty(const TControlItem& item, const TPropertyValue& value) override;
   void SetInputChannels(const std::vector<std::string>& /*origins*/) override {}

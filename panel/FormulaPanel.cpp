@@ -41,7 +41,9 @@ class TKQVXFormulaPanel::TSectionWatch : public TVXSectionObserver {
 
   bool BeforeExpression(int /*index*/) override {
     if (watchdog_) return true;
-    return !panel_.abortRequest_.exchange(false);
+    // A plain read first: the exchange is a locked write, paid on every line otherwise.
+    return !(panel_.abortRequest_.load(std::memory_order_relaxed) &&
+             panel_.abortRequest_.exchange(false));
   }
 
   void AfterExpression(int /*index*/, const TVXParsDouble& /*result*/) override {

@@ -243,6 +243,13 @@ class TKQVXFormulaPanel : public TFormulaHost, private TSerialWindow {
   void SendOutputs(const std::vector<TVXParsDouble>& values, const TVXParsDouble& timeChannel,
                    double timeStart, double timeLength);
   std::vector<TVXParsDouble> OutputValues(bool& invalid) const;
+  // Output channel n's variable when it holds a number or a vector, else null.
+  const TVXParsDouble* OutputValue(std::size_t n) const;
+  // Hands one channel's value to the host; false (nothing sent) when it is neither a number
+  // nor a vector.
+  bool SendOutput(std::size_t n, const TVXParsDouble& value, const TVXParsDouble& timeChannel,
+                  double timeStart, double timeLength);
+  void FireInvalidDataType();
   // The input slot that data channel k feeds.
   std::size_t SlotOfChannel(std::size_t k) const;
 

@@ -74,14 +74,19 @@ void TKQVXFormulaPanel::DoOnNewData(const std::vector<TChannelBlock>& channels,
   if (!async) timestart_.VarType = timelength_.VarType = vtDouble;
 }
 
+const TVXParsDouble* TKQVXFormulaPanel::OutputValue(std::size_t n) const {
+  TVXParsExprWord* word = evaluator_.Words().Find(settings_.OutputChannels[n].Origin.c_str());
+  const TVXParsDouble* value = word != nullptr ? word->AsPointer() : nullptr;
+  if (value != nullptr && (value->VarType == vtDouble || value->VarType == vtVector)) return value;
+  return nullptr;
+}
+
 // The values of the output variables, deep copies; invalid tells whether one cannot be sent.
 std::vector<TVXParsDouble> TKQVXFormulaPanel::OutputValues(bool& invalid) const {
   invalid = false;
   std::vector<TVXParsDouble> values(settings_.OutputChannels.size());
   for (std::size_t n = 0; n < values.size(); ++n) {
-    TVXParsExprWord* word = evaluator_.Words().Find(settings_.OutputChannels[n].Origin.c_str());
-    TVXParsDouble* value = word != nullptr ? word->AsPointer() : nullptr;
-    if (value != nullptr && (value->VarType == vtDouble || value->VarType == vtVector))
+    if (const TVXParsDouble* value = OutputValue(n))
       CopyParsDouble(*value, values[n]);
     else
       invalid = true, values[n].VarType = vtString;  // marks the channel as not sendable
@@ -89,41 +94,55 @@ std::vector<TVXParsDouble> TKQVXFormulaPanel::OutputValues(bool& invalid) const 
   return values;
 }
 
+bool TKQVXFormulaPanel::SendOutput(std::size_t n, const TVXParsDouble& value,
+                                   const TVXParsDouble& timeChannel, double timeStart,
+                                   double timeLength) {
+  TOutputBlock block;
+  block.Channel = static_cast<int>(n);
+  block.TimeStart = timeStart;
+  block.TimeLength = timeLength;
+  if (value.VarType == vtDouble) {
+    block.Samples = &value.Value;
+    block.Count = 1;
+  } else if (value.VarType == vtVector) {
+    block.Samples = value.Vector.data();
+    block.Count = value.Vector.size();
+  } else {
+    return false;
+  }
+  if (timeChannel.VarType == vtVector && timeChannel.Vector.size() == block.Count)
+    block.Times = &timeChannel.Vector;
+  host_.SendData(block);
+  return true;
+}
+
 void TKQVXFormulaPanel::SendOutputs(const std::vector<TVXParsDouble>& values,
                                     const TVXParsDouble& timeChannel, double timeStart,
                                     double timeLength) {
   bool invalid = false;
-  for (std::size_t n = 0; n < values.size(); ++n) {
-    const TVXParsDouble& value = values[n];
-    TOutputBlock block;
-    block.Channel = static_cast<int>(n);
-    block.TimeStart = timeStart;
-    block.TimeLength = timeLength;
-    if (value.VarType == vtDouble) {
-      block.Samples = &value.Value;
-      block.Count = 1;
-    } else if (value.VarType == vtVector) {
-      block.Samples = value.Vector.data();
-      block.Count = value.Vector.size();
-    } else {
-      invalid = true;
-      continue;
-    }
-    if (timeChannel.VarType == vtVector && timeChannel.Vector.size() == block.Count)
-      block.Times = &timeChannel.Vector;
-    host_.SendData(block);
-  }
-  if (invalid)
-    FireEvent(fpevInvalidDataTypeInDataChannel,
-              kPanelEvents[fpevInvalidDataTypeInDataChannel].DisplayText);
+  for (std::size_t n = 0; n < values.size(); ++n)
+    if (!SendOutput(n, values[n], timeChannel, timeStart, timeLength)) invalid = true;
+  if (invalid) FireInvalidDataType();
 }
 
+void TKQVXFormulaPanel::FireInvalidDataType() {
+  FireEvent(fpevInvalidDataTypeInDataChannel,
+            kPanelEvents[fpevInvalidDataTypeInDataChannel].DisplayText);
+}
+
+// The variables are sent where they are: the lock keeps the worker away while the host reads
+// them, so a synchronous cycle copies no output.
 void TKQVXFormulaPanel::UpdateDataSourceOutput() {
   if (settings_.OutputChannels.empty()) return;
   std::lock_guard<std::mutex> evaluation(evaluationLock_);  // the variables are the worker's too
   bool invalid = false;
-  const std::vector<TVXParsDouble> values = OutputValues(invalid);
-  SendOutputs(values, timeChannel_, timestart_.Value, timelength_.Value);
+  for (std::size_t n = 0; n < settings_.OutputChannels.size(); ++n) {
+    const TVXParsDouble* value = OutputValue(n);
+    if (value == nullptr ||
+        !SendOutput(n, *value, timeChannel_, timestart_.Value, timelength_.Value))
+      invalid = true;
+  }
+  if (invalid) FireInvalidDataType();
 }
 
 // The result in the packet is the ControlOutput variable: a formula that calls UpdateOutputs

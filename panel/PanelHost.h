@@ -117,7 +117,8 @@ class TPanelHost {
   virtual void EventFireAllPropertiesUpdated() = 0;
 
   // --- the panel's control list: properties of other components it drives ---
-  virtual std::vector<TControlItem> ControlList() = 0;
+  // Read on every cycle: the host keeps the list, so that reading it copies nothing.
+  virtual const std::vector<TControlItem>& ControlList() = 0;
   // True when the item is connected to a live component.
   virtual bool CheckPropertyConnnection(const TControlItem& item) = 0;
   virtual void SetTargetProperty(const TControlItem& item, const TPropertyValue& value) = 0;

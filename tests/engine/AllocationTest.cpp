@@ -1,5 +1,6 @@
-// A compiled formula evaluates without heap allocation once its nodes have their buffers: this
-// file counts every call of the global operator new while a flag is set.
+// A compiled formula, a section and a synchronous panel cycle run without heap allocation once
+// their buffers are sized: this file counts every call of the global operator new while a flag
+// is set.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,6 +12,8 @@
 
 #include "engine/Sections.h"
 #include "functions/Registry.h"
+#include "host/RecordingHost.h"
+#include "panel/FormulaPanel.h"
 #include "tests/engine/TestSupport.h"
 
 namespace {
@@ -124,6 +127,73 @@ TEST(Allocation, LoopingSectionAllocatesNothingInSteadyState) {
   TVXParsDouble result;
   EXPECT_EQ(AllocationsOf([&] { RunSection(evaluator, jumps, 0, 7, result); }), 0);
   EXPECT_EQ(Shown(result), "2550");
+}
+
+// The recording host writes every call down as text, which allocates: its writing is left out of
+// the count, the panel's own work is not.
+class TUncountedRecordingHost : public TRecordingHost {
+ public:
+  void EventFire(int index, int eventClass, const std::string& text) override {
+    Uncounted([&] { TRecordingHost::EventFire(index, eventClass, text); });
+  }
+  void EventFireAllPropertiesUpdated() override {
+    Uncounted([&] { TRecordingHost::EventFireAllPropertiesUpdated(); });
+  }
+  void SetTargetProperty(const TControlItem& item, const TPropertyValue& value) override {
+    Uncounted([&] { TRecordingHost::SetTargetProperty(item, value); });
+  }
+  void SendData(const TOutputBlock& block) override {
+    Uncounted([&] { TRecordingHost::SendData(block); });
+  }
+
+ private:
+  template <typename Call>
+  static void Uncounted(Call call) {
+    const bool counting = gCounting.exchange(false);
+    call();
+    gCounting = counting;
+  }
+};
+
+TEST(Allocation, SynchronousPanelCycleAllocatesNothingInSteadyState) {
+  using Lines = std::vector<std::string>;
+  const struct {
+    std::size_t samples;
+    Lines calls;       // what the last cycle did before it sent channel Y
+    const char* data;  // how that sending begins
+  } rows[] = {
+      {1, {"event 2 ''", "all properties updated", "set 7 2", "event 3 ''"}, "data 0 [ 2] t=0+1"},
+      {1000, {"event 2 ''", "all properties updated", "event 3 ''"}, "data 0 [ 2, 2, 2, 2"},
+  };
+  for (const auto& row : rows) {
+    TUncountedRecordingHost host;
+    host.Controls = {{7}};
+    host.Connected = {7};
+    TKQVXFormulaPanel panel(host);
+    TPanelSettings s;
+    s.Expressions = {"y := x * 2 + 1", "If(n >= 0)", "n := n + 1", "EndIf", "y"};
+    s.ExitStartIndex = static_cast<int>(s.Expressions.size());
+    s.InputVariables = {"x"};
+    s.ChannelOrigins = {"src.x"};
+    s.EvaluateImmediately = true;
+    s.OutputChannels = {{"Y", "y"}};
+    panel.ReadProperties(WritePanelSettings(s));
+    panel.LoadFinished();
+    std::vector<double> samples(row.samples, 0.5);
+    const std::vector<TChannelBlock> block = {{0, 1, samples.data(), samples.size()}};
+    EXPECT_EQ(AllocationsOf([&] {
+                host.Calls.clear();
+                panel.DoOnNewData(block, nullptr, 0);
+                panel.HandleExecute(true);
+              }),
+              0)
+        << row.samples;
+    EXPECT_EQ(panel.Evaluator().Words().Find("n")->AsPointer()->Value, 101.0);
+    ASSERT_FALSE(host.Calls.empty());
+    EXPECT_EQ(host.Calls.back().rfind(row.data, 0), 0u) << host.Calls.back();
+    host.Calls.pop_back();
+    EXPECT_EQ(host.Calls, row.calls);
+  }
 }
 
 }  // namespace
