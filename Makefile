@@ -31,12 +31,13 @@ build: configure
 	cmake --build $(BUILD_DIR) -j$(JOBS)
 
 # The main job on a bundled example: the machine-monitoring worksheet on its recorded data. Only
-# loom is built, optimised and without debug information, in a folder of its own, so that a
-# fresh clone gets there quickly; the outputs are left in $(RUN_DIR)/machine.
+# loom is built, optimised, without debug information and without the dialogs and the Python
+# module, in a folder of its own, so that a fresh clone gets there quickly; the outputs are left
+# in $(RUN_DIR)/machine.
 run: setup
 	cmake -S . -B $(RUN_DIR) -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" \
 	  -DLOOM_BUILD_TESTS=OFF -DLOOM_BUILD_BENCH=OFF -DLOOM_SANITIZE=OFF -DLOOM_FUZZ=OFF \
-	  -DLOOM_TSAN=OFF $(CMAKE_FLAGS)
+	  -DLOOM_TSAN=OFF -DLOOM_UI=OFF -DLOOM_PYTHON=OFF $(CMAKE_FLAGS)
 	cmake --build $(RUN_DIR) -j$(JOBS) --target loom
 	$(RUN_DIR)/app/loom run $(WORKSHEET) --output-dir $(RUN_DIR)/machine
 
