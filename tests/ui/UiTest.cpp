@@ -241,6 +241,21 @@ class UiTest : public QObject {
     QCOMPARE(wasAsked, asked);
   }
 
+  // The window's default engine is the real Octave bridge: an answer and an error of the engine
+  // both arrive as text.
+  void TestBedRunsCommandsOnTheEngine() {
+    TFormMatlabExperimentWindow window;
+    window.MCommands->setPlainText("disp(6 * 7)");
+    window.BExecute->click();
+    QVERIFY2(window.MResults->toPlainText().contains("42"),
+             qPrintable(window.MResults->toPlainText()));
+    window.MCommands->setPlainText("error('bad value %d', 7)");
+    window.BExecute->click();
+    QVERIFY2(window.MResults->toPlainText().contains("error: bad value 7"),
+             qPrintable(window.MResults->toPlainText()));
+  }
+
+  // A failing bridge, which the real engine cannot be made to be on demand.
   void TestBedShowsTheEnginesAnswer() {
     TFormMatlabExperimentWindow window;
     std::string sent;
