@@ -174,7 +174,7 @@ int RunRunCommand(const TRunCommandOptions& o, std::ostream& out, std::ostream& 
 }
 
 int RunCheckCommand(const std::string& file, std::ostream& out, std::ostream& err) {
-  TPanelSpec panel;
+  TPanelSetup panel;
   try {
     panel.SettingsText = ReadTextFile(file, file);
   } catch (const EInputError& error) {

@@ -60,7 +60,7 @@ TInputSlot SlotOf(const TChannelRef& ref) {
 }
 
 struct TSourceState {
-  const TSourceSpec* Spec = nullptr;
+  const TSourceSetup* Setup = nullptr;
   std::unique_ptr<TDataSource> Data;
   std::size_t BlockRows = 1;
   TDataBlock Next;
@@ -119,7 +119,7 @@ struct TPendingWrite {
 struct TSiteState {
   std::unique_ptr<TPanelSite> Site;  // declared first: it outlives its panel
   std::unique_ptr<TKQVXFormulaPanel> Panel;
-  const TPanelSpec* Spec = nullptr;
+  const TPanelSetup* Setup = nullptr;
   std::vector<TInputSlot> Inputs;
   TPanelReport Report;
   std::uint64_t CyclesSeen = 0;
@@ -244,7 +244,7 @@ class TReferenceHost::TImpl : public TSiteOwner {
   std::vector<TSourceState> sources_;
   std::vector<TSiteState> sites_;
   std::vector<std::size_t> order_;  // sites in the order a block passes through them
-  std::vector<TLinkSpec> links_;
+  std::vector<TLinkSetup> links_;
   std::map<std::pair<std::size_t, int>, std::vector<std::size_t>> eventLinks_;
   std::vector<TSinkRoute> routes_;
   std::vector<std::pair<std::string, std::unique_ptr<TEventLog>>> logs_;
@@ -283,29 +283,29 @@ void TReferenceHost::TImpl::Prepare() {
 }
 
 void TReferenceHost::TImpl::OpenSources() {
-  for (const TSourceSpec& spec : worksheet_.Sources) {
+  for (const TSourceSetup& setup : worksheet_.Sources) {
     TSourceState state;
-    state.Spec = &spec;
+    state.Setup = &setup;
     const std::string where =
         worksheet_.SinglePanel
             ? std::string("--input")
-            : worksheet_.File + ":" + std::to_string(spec.Line) + ": [Source:" + spec.Name + "]";
+            : worksheet_.File + ":" + std::to_string(setup.Line) + ": [Source:" + setup.Name + "]";
     try {
-      switch (spec.Kind) {
-        case TSourceSpec::kCsv:
-          state.Data = OpenCsvSource(spec.Path, spec.Shown, {spec.Rate, spec.Names});
+      switch (setup.Kind) {
+        case TSourceSetup::kCsv:
+          state.Data = OpenCsvSource(setup.Path, setup.Shown, {setup.Rate, setup.Names});
           break;
-        case TSourceSpec::kWav:
-          state.Data = OpenSoundSource(spec.Path, spec.Shown, {spec.Normalize, spec.Names});
+        case TSourceSetup::kWav:
+          state.Data = OpenSoundSource(setup.Path, setup.Shown, {setup.Normalize, setup.Names});
           break;
-        case TSourceSpec::kMat:
-          state.Data = OpenMatSource(spec.Path, spec.Shown, spec.Rate);
+        case TSourceSetup::kMat:
+          state.Data = OpenMatSource(setup.Path, setup.Shown, setup.Rate);
           break;
-        case TSourceSpec::kGenerator:
-          state.Data = MakeGenerator(spec.Generator);
+        case TSourceSetup::kGenerator:
+          state.Data = MakeGenerator(setup.Generator);
           break;
-        case TSourceSpec::kSupplied:
-          state.Data = spec.Supply();
+        case TSourceSetup::kSupplied:
+          state.Data = setup.Supply();
           break;
       }
     } catch (const EInputError& error) {
@@ -314,8 +314,8 @@ void TReferenceHost::TImpl::OpenSources() {
     // The default block, a tenth of a second of data, needs the rate: a CSV file with a time
     // axis shows it only in its first two rows, so it is asked for only then.
     state.BlockRows =
-        spec.Block > 0
-            ? spec.Block
+        setup.Block > 0
+            ? setup.Block
             : static_cast<std::size_t>(std::max(1.0, std::round(state.Data->SampleRate() / 10)));
     sources_.push_back(std::move(state));
   }
@@ -323,26 +323,26 @@ void TReferenceHost::TImpl::OpenSources() {
 
 void TReferenceHost::TImpl::BuildPanels() {
   sites_.reserve(worksheet_.Panels.size());
-  for (const TPanelSpec& spec : worksheet_.Panels) {
+  for (const TPanelSetup& setup : worksheet_.Panels) {
     TSiteState state;
-    state.Spec = &spec;
-    state.Site = std::make_unique<TPanelSite>(*this, loop_, spec.Name, sites_.size());
+    state.Setup = &setup;
+    state.Site = std::make_unique<TPanelSite>(*this, loop_, setup.Name, sites_.size());
     state.Panel = std::make_unique<TKQVXFormulaPanel>(*state.Site);
-    state.Report.Name = spec.Name;
+    state.Report.Name = setup.Name;
     try {
-      state.Panel->ReadProperties(spec.SettingsText);
+      state.Panel->ReadProperties(setup.SettingsText);
     } catch (const EVXParserException& error) {
       std::string message;
       const std::string text = error.what();
       for (std::size_t at = 0; at <= text.size();) {
         std::size_t end = text.find('\n', at);
         if (end == std::string::npos) end = text.size();
-        message += (message.empty() ? "" : "\n") + LocateProblem(spec, text.substr(at, end - at));
+        message += (message.empty() ? "" : "\n") + LocateProblem(setup, text.substr(at, end - at));
         at = end + 1;
       }
       throw EInputError(message);
     }
-    if (spec.Engine) state.Panel->SetOptions(OptionBit(foptUseMatlab));
+    if (setup.Engine) state.Panel->SetOptions(OptionBit(foptUseMatlab));
     state.Panel->Loaded();
     state.Report.ImmediateEvaluation = state.Panel->Settings().ImmediateEvaluation;
     state.Report.Asynchronous = state.Panel->Settings().evaluateAsynchronously;
@@ -359,7 +359,7 @@ TChannelRef TReferenceHost::TImpl::ResolveChannel(const std::string& name,
   const std::string group = name.substr(0, dot);
   const std::string item = name.substr(dot + 1);
   for (std::size_t s = 0; s < sources_.size(); ++s) {
-    if (!EqualsNoCase(sources_[s].Spec->Name, group)) continue;
+    if (!EqualsNoCase(sources_[s].Setup->Name, group)) continue;
     const std::vector<std::string>& names = sources_[s].Data->ChannelNames();
     const int channel = FindName(names, item);
     if (channel < 0)
@@ -368,7 +368,7 @@ TChannelRef TReferenceHost::TImpl::ResolveChannel(const std::string& name,
     return {false, s, static_cast<std::size_t>(channel)};
   }
   for (std::size_t p = 0; p < sites_.size(); ++p) {
-    if (!EqualsNoCase(sites_[p].Spec->Name, group)) continue;
+    if (!EqualsNoCase(sites_[p].Setup->Name, group)) continue;
     const std::vector<std::string> names = OutputNames(*sites_[p].Site);
     const int channel = FindName(names, item);
     if (channel < 0)
@@ -400,15 +400,15 @@ void TReferenceHost::TImpl::ResolveInputs() {
           column = FindName(columns, origin.substr(dot + 1));
         if (column < 0 && !input.HasNames() && k < columns.size()) column = static_cast<int>(k);
         if (column < 0)
-          throw EInputError(state.Spec->Locate("ChannelOrigins", std::to_string(k)) + ": \"" +
-                            origin + "\" matches no channel of " + sources_.front().Spec->Shown +
+          throw EInputError(state.Setup->Locate("ChannelOrigins", std::to_string(k)) + ": \"" +
+                            origin + "\" matches no channel of " + sources_.front().Setup->Shown +
                             " (its channels: " + JoinNames(columns) + ")");
         state.Inputs.push_back(SlotOf({false, 0, static_cast<std::size_t>(column)}));
       }
       continue;
     }
     for (std::size_t k = 0; k < origins.size(); ++k) {
-      const std::string where = state.Spec->Locate("ChannelOrigins", std::to_string(k));
+      const std::string where = state.Setup->Locate("ChannelOrigins", std::to_string(k));
       const TChannelRef ref = ResolveChannel(origins[k], where);
       if (ref.FromPanel && ref.Producer == p)
         throw EInputError(where + ": a panel cannot read its own output channel \"" + origins[k] +
@@ -452,25 +452,26 @@ void TReferenceHost::TImpl::OrderPanels() {
         }
     }
     path.erase(path.begin(), std::find(path.begin(), path.end(), at));
-    std::string cycle = sites_[at].Spec->Name;
-    for (auto it = path.rbegin(); it != path.rend(); ++it) cycle += " -> " + sites_[*it].Spec->Name;
-    throw EInputError(worksheet_.File + ":" + std::to_string(sites_[at].Spec->Line) +
-                      ": [Panel:" + sites_[at].Spec->Name +
+    std::string cycle = sites_[at].Setup->Name;
+    for (auto it = path.rbegin(); it != path.rend(); ++it)
+      cycle += " -> " + sites_[*it].Setup->Name;
+    throw EInputError(worksheet_.File + ":" + std::to_string(sites_[at].Setup->Line) +
+                      ": [Panel:" + sites_[at].Setup->Name +
                       "] the panels feed each other's channels in a cycle: " + cycle);
   }
 }
 
 void TReferenceHost::TImpl::ResolveLinks() {
   links_ = worksheet_.Links;
-  const auto findSite = [&](const std::string& name, const TLinkSpec& link,
+  const auto findSite = [&](const std::string& name, const TLinkSetup& link,
                             const char* role) -> std::size_t {
     for (std::size_t p = 0; p < sites_.size(); ++p)
-      if (EqualsNoCase(sites_[p].Spec->Name, name)) return p;
+      if (EqualsNoCase(sites_[p].Setup->Name, name)) return p;
     throw EInputError(worksheet_.File + ":" + std::to_string(link.Line) + ": [Links] " + link.Key +
                       ": the " + role + " \"" + name + "\" is no panel of the worksheet");
   };
   for (std::size_t l = 0; l < links_.size(); ++l) {
-    TLinkSpec& link = links_[l];
+    TLinkSetup& link = links_[l];
     const std::string where =
         worksheet_.File + ":" + std::to_string(link.Line) + ": [Links] " + link.Key;
     const std::size_t target = findSite(link.TargetPanel, link, "target");
@@ -483,7 +484,7 @@ void TReferenceHost::TImpl::ResolveLinks() {
       throw EInputError(where + ": the panel \"" + link.TargetPanel + "\" has no property \"" +
                         link.TargetProperty + "\" (its properties: " + JoinNames(names) + ")");
     }
-    link.TargetPanel = sites_[target].Spec->Name;
+    link.TargetPanel = sites_[target].Setup->Name;
     if (!link.OnEvent) {
       TControlItem item;
       item.Id = static_cast<int>(l);
@@ -529,13 +530,13 @@ void TReferenceHost::TImpl::AddRoute(std::string shown, std::unique_ptr<TDataSin
 void TReferenceHost::TImpl::OpenOutputs() {
   // Every name is resolved before the first file is created.
   struct TPlanned {
-    const TSinkSpec* Spec;
+    const TSinkSetup* Setup;
     std::string Path;
     std::vector<TChannelRef> Channels;
     std::vector<std::string> Names;
   };
   std::vector<TPlanned> planned;
-  for (const TSinkSpec& sink : worksheet_.Sinks) {
+  for (const TSinkSetup& sink : worksheet_.Sinks) {
     TPlanned plan{&sink, OutputPath(sink.File, sink.BaseDir), {}, {}};
     if (!sink.AllOf.empty()) {
       const TPanelSite& site = *sites_.front().Site;
@@ -558,12 +559,12 @@ void TReferenceHost::TImpl::OpenOutputs() {
   }
   for (TPlanned& plan : planned) {
     std::unique_ptr<TDataSink> sink;
-    if (plan.Spec->Supply)
-      sink = plan.Spec->Supply(plan.Names);
-    else if (plan.Spec->Wav)
-      sink = MakeSoundSink(plan.Path, plan.Path, plan.Names, plan.Spec->SampleRate);
+    if (plan.Setup->Supply)
+      sink = plan.Setup->Supply(plan.Names);
+    else if (plan.Setup->Wav)
+      sink = MakeSoundSink(plan.Path, plan.Path, plan.Names, plan.Setup->SampleRate);
     else
-      sink = std::make_unique<TCsvSink>(plan.Path, plan.Path, plan.Names, plan.Spec->DecimalComma);
+      sink = std::make_unique<TCsvSink>(plan.Path, plan.Path, plan.Names, plan.Setup->DecimalComma);
     AddRoute(plan.Path, std::move(sink), std::move(plan.Channels));
   }
   const std::string events =
@@ -579,7 +580,7 @@ void TReferenceHost::TImpl::OpenOutputs() {
     if (names.empty()) continue;
     std::vector<TChannelRef> channels;
     for (std::size_t c = 0; c < names.size(); ++c) channels.push_back({true, p, c});
-    const std::string path = ResolvePath(options_.RecordDir, sites_[p].Spec->Name + ".csv");
+    const std::string path = ResolvePath(options_.RecordDir, sites_[p].Setup->Name + ".csv");
     AddRoute(path, std::make_unique<TCsvSink>(path, path, names, false), std::move(channels));
   }
   const std::string path = ResolvePath(options_.RecordDir, "events.jsonl");
@@ -625,9 +626,9 @@ void TReferenceHost::TImpl::OnEvent(TPanelSite& site, int index, const std::stri
   const auto links = eventLinks_.find({site.Index(), index});
   if (links == eventLinks_.end()) return;
   for (std::size_t l : links->second) {
-    const TLinkSpec& link = links_[l];
+    const TLinkSetup& link = links_[l];
     for (std::size_t p = 0; p < sites_.size(); ++p)
-      if (sites_[p].Spec->Name == link.TargetPanel)
+      if (sites_[p].Setup->Name == link.TargetPanel)
         writes_.push_back({p, link.TargetProperty, link.Value});
   }
 }
@@ -640,9 +641,9 @@ bool TReferenceHost::TImpl::IsConnected(TPanelSite& /*site*/, const TControlItem
 void TReferenceHost::TImpl::OnSetTarget(TPanelSite& site, const TControlItem& item,
                                         const TPropertyValue& value) {
   if (!IsConnected(site, item)) return;
-  const TLinkSpec& link = links_[static_cast<std::size_t>(item.Id)];
+  const TLinkSetup& link = links_[static_cast<std::size_t>(item.Id)];
   for (std::size_t p = 0; p < sites_.size(); ++p)
-    if (sites_[p].Spec->Name == link.TargetPanel)
+    if (sites_[p].Setup->Name == link.TargetPanel)
       writes_.push_back({p, link.TargetProperty, value});
 }
 
@@ -693,7 +694,7 @@ void TReferenceHost::TImpl::RouteRows(bool fromPanel, std::size_t producer,
     else
       names = sources_[producer].Data->ChannelNames();
     const std::string& name =
-        fromPanel ? sites_[producer].Spec->Name : sources_[producer].Spec->Name;
+        fromPanel ? sites_[producer].Setup->Name : sources_[producer].Setup->Name;
     options_.OnRows({name, fromPanel, names, columns, times});
   }
   std::vector<const std::vector<double>*> mine;

@@ -143,12 +143,12 @@ void ReadPorts(const TIniDocument& doc, const TIniSection& section, TWorksheet& 
 
 // Reads a [Source:NAME] section; replacement, when not null, is the data file given instead of
 // the section's own (its mistakes are the command line's, not the worksheet's).
-TSourceSpec ReadSource(const TIniDocument& doc, const TIniSection& section, const TWorksheet& w,
-                       const std::string& name, const std::string* replacement) {
+TSourceSetup ReadSource(const TIniDocument& doc, const TIniSection& section, const TWorksheet& w,
+                        const std::string& name, const std::string* replacement) {
   TSectionReader r(doc, section,
                    {"File", "Generator", "Block", "Rate", "Channels", "Normalize", "Amplitude",
                     "Frequency", "Offset", "Phase", "Seed", "Channel"});
-  TSourceSpec s;
+  TSourceSetup s;
   s.Name = name;
   s.Line = section.Line;
   s.Block = r.Whole("Block", 0, true);
@@ -175,18 +175,18 @@ TSourceSpec ReadSource(const TIniDocument& doc, const TIniSection& section, cons
     };
     const std::string extension = Extension(s.Shown);
     if (extension == ".csv" || extension == ".txt" || s.Shown == "-")
-      s.Kind = TSourceSpec::kCsv;
+      s.Kind = TSourceSetup::kCsv;
     else if (extension == ".wav")
-      s.Kind = TSourceSpec::kWav;
+      s.Kind = TSourceSetup::kWav;
     else if (extension == ".mat")
-      s.Kind = TSourceSpec::kMat;
+      s.Kind = TSourceSetup::kMat;
     else
       fail("\"" + s.Shown + "\" is none of the data files read here (.csv, .wav, .mat)");
     if (s.Shown != "-" && !std::filesystem::is_regular_file(s.Path))
       fail("the file \"" + s.Path + "\" does not exist");
     return s;
   }
-  s.Kind = TSourceSpec::kGenerator;
+  s.Kind = TSourceSetup::kGenerator;
   TGeneratorSettings& g = s.Generator;
   const std::string shape = Lowercase(generator->Value);
   const auto* found =
@@ -217,11 +217,11 @@ TPropertyValue LinkValue(std::string_view text) {
   return std::string(text);
 }
 
-TLinkSpec ReadLink(const TIniDocument& doc, const TIniEntry& entry) {
+TLinkSetup ReadLink(const TIniDocument& doc, const TIniEntry& entry) {
   const auto fail = [&](const std::string& what) {
     throw EInputError(doc.Where(entry.Line) + ": [Links] " + entry.Key + ": " + what);
   };
-  TLinkSpec link;
+  TLinkSetup link;
   link.Line = entry.Line;
   link.Key = entry.Key;
   const std::size_t dot = entry.Key.find('.');
@@ -258,10 +258,10 @@ TLinkSpec ReadLink(const TIniDocument& doc, const TIniEntry& entry) {
   return link;
 }
 
-TSinkSpec ReadSink(const TIniDocument& doc, const TIniSection& section, const TWorksheet& w,
-                   const std::string& name) {
+TSinkSetup ReadSink(const TIniDocument& doc, const TIniSection& section, const TWorksheet& w,
+                    const std::string& name) {
   TSectionReader r(doc, section, {"File", "Channels", "DecimalComma", "SampleRate"});
-  TSinkSpec s;
+  TSinkSetup s;
   s.Name = name;
   s.Line = section.Line;
   s.File = r.Text("File");
@@ -282,13 +282,13 @@ TSinkSpec ReadSink(const TIniDocument& doc, const TIniSection& section, const TW
 
 }  // namespace
 
-std::string TPanelSpec::Locate(const std::string& section, const std::string& key) const {
+std::string TPanelSetup::Locate(const std::string& section, const std::string& key) const {
   const int line = Document.LineOf(Prefix + section, key);
   return Document.Where(line > 0 ? line : Line) + ": [" + Prefix + section + "]" +
          (key.empty() ? "" : " " + key);
 }
 
-std::string LocateProblem(const TPanelSpec& panel, const std::string& problem) {
+std::string LocateProblem(const TPanelSetup& panel, const std::string& problem) {
   const std::size_t close = problem.find(']');
   if (problem.size() < 3 || problem.front() != '[' || close == std::string::npos ||
       close + 2 > problem.size())
@@ -337,9 +337,9 @@ TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFile
   const TIniDocument doc = ScanIni(ReadTextFile(path, path), path);
   bool pacingFromGenerator = false;
   const auto taken = [&](const std::string& name) {
-    for (const TSourceSpec& s : w.Sources)
+    for (const TSourceSetup& s : w.Sources)
       if (EqualsNoCase(s.Name, name)) return true;
-    for (const TPanelSpec& p : w.Panels)
+    for (const TPanelSetup& p : w.Panels)
       if (EqualsNoCase(p.Name, name)) return true;
     return false;
   };
@@ -365,11 +365,11 @@ TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFile
                          [&](const auto& e) { return EqualsNoCase(e.first, name); });
         w.Sources.push_back(ReadSource(
             doc, section, w, name, replaced == sourceFiles.end() ? nullptr : &replaced->second));
-        if (w.Sources.back().Kind == TSourceSpec::kGenerator) pacingFromGenerator = true;
+        if (w.Sources.back().Kind == TSourceSetup::kGenerator) pacingFromGenerator = true;
         continue;
       }
       TSectionReader r(doc, section, {"Settings", "Engine"});
-      TPanelSpec p;
+      TPanelSetup p;
       p.Name = name;
       p.Line = section.Line;
       p.Engine = r.Flag("Engine");
@@ -402,7 +402,7 @@ TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFile
     if (kind == "source" || kind == "panel" || kind == "sink") continue;
     const std::string owner = section.Name.substr(0, colon);
     auto panel = std::find_if(w.Panels.begin(), w.Panels.end(),
-                              [&](const TPanelSpec& p) { return p.Name == owner; });
+                              [&](const TPanelSetup& p) { return p.Name == owner; });
     if (panel == w.Panels.end())
       throw EInputError(doc.Where(section.Line) + ": [" + section.Name + "] no [Panel:" + owner +
                         "] declares the panel these settings belong to");
@@ -413,7 +413,7 @@ TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFile
     for (const TIniEntry& entry : section.Entries)
       panel->SettingsText += entry.Key + "=" + entry.Value + "\n";
   }
-  for (TPanelSpec& p : w.Panels) {
+  for (TPanelSetup& p : w.Panels) {
     if (!p.Prefix.empty() && p.SettingsText.empty())
       throw EInputError(doc.Where(p.Line) + ": [Panel:" + p.Name +
                         "] needs Settings=FILE or its settings inline under [" + p.Name +
@@ -422,19 +422,19 @@ TWorksheet LoadWorksheet(const std::string& path, const TSourceFiles& sourceFile
   }
   if (w.Panels.empty()) throw EInputError(path + ": the worksheet holds no [Panel:NAME]");
   for (const auto& [name, file] : sourceFiles) {
-    const bool known = std::any_of(w.Sources.begin(), w.Sources.end(), [&](const TSourceSpec& s) {
+    const bool known = std::any_of(w.Sources.begin(), w.Sources.end(), [&](const TSourceSetup& s) {
       return EqualsNoCase(s.Name, name);
     });
     if (known) continue;
     std::string list;
-    for (const TSourceSpec& s : w.Sources) list += (list.empty() ? "" : ", ") + s.Name;
+    for (const TSourceSetup& s : w.Sources) list += (list.empty() ? "" : ", ") + s.Name;
     throw EInputError("--source " + name + ": " + path + " has no [Source:" + name +
                       "] (its sources: " + (list.empty() ? "none" : list) + ")");
   }
   if (!w.PacingGiven && pacingFromGenerator) w.Pacing = TPacing::RealTime;
   const bool endless =
       std::any_of(w.Sources.begin(), w.Sources.end(),
-                  [](const TSourceSpec& s) { return s.Kind == TSourceSpec::kGenerator; }) ||
+                  [](const TSourceSetup& s) { return s.Kind == TSourceSetup::kGenerator; }) ||
       w.Sources.empty();
   if (endless && w.Duration <= 0)
     throw EInputError(
@@ -450,24 +450,24 @@ TWorksheet SinglePanelWorksheet(const TSinglePanelRun& run) {
   w.File = run.PanelFile;
   w.Directory = std::filesystem::path(run.PanelFile).parent_path().string();
   if (w.Directory.empty()) w.Directory = ".";
-  TSourceSpec source;
+  TSourceSetup source;
   source.Name = "input";
   source.Path = source.Shown = run.InputFile;
   source.Block = run.Block;
   source.Rate = run.Rate;
   const std::string extension = Extension(run.InputFile);
   if (run.Supply) {
-    source.Kind = TSourceSpec::kSupplied;
+    source.Kind = TSourceSetup::kSupplied;
     source.Supply = run.Supply;
   } else if (extension == ".wav") {
-    source.Kind = TSourceSpec::kWav;
+    source.Kind = TSourceSetup::kWav;
   } else if (extension == ".mat") {
-    source.Kind = TSourceSpec::kMat;
+    source.Kind = TSourceSetup::kMat;
   }
   if (!run.Supply && run.InputFile != "-" && !std::filesystem::is_regular_file(run.InputFile))
     throw EInputError("--input: the file \"" + run.InputFile + "\" does not exist");
   w.Sources.push_back(source);
-  TPanelSpec panel;
+  TPanelSetup panel;
   panel.Name = std::filesystem::path(run.PanelFile).stem().string();
   if (panel.Name.empty() || panel.Name.find('.') != std::string::npos) panel.Name = "panel";
   panel.SettingsText =
@@ -475,7 +475,7 @@ TWorksheet SinglePanelWorksheet(const TSinglePanelRun& run) {
   panel.Document = ScanIni(panel.SettingsText, run.PanelFile, /*strict=*/false);
   w.Panels.push_back(std::move(panel));
   if (!run.OutputFile.empty() || run.SupplySink) {
-    TSinkSpec sink;
+    TSinkSetup sink;
     sink.Name = "output";
     sink.File = run.OutputFile;
     sink.Wav = Extension(run.OutputFile) == ".wav";

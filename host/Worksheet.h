@@ -8,7 +8,7 @@
 //   [Panel:NAME]         Settings=FILE, or the settings inline under [NAME:General],
 //                        [NAME:Expressions], ...; Engine=1 starts the engine bridge
 //   [Sink:NAME]          File=out.csv (or .wav), Channels=PANEL.CHANNEL, SOURCE.CHANNEL, ...
-//   [Links]              control connections, one per line (see TLinkSpec)
+//   [Links]              control connections, one per line (see TLinkSetup)
 //
 // A channel is named SOURCE.CHANNEL or PANEL.CHANNEL, which is what panels' channel origins
 // hold. Every mistake is an EInputError naming the file, the line and the key.
@@ -30,7 +30,7 @@ namespace loom {
 
 enum class TPacing { Fast, RealTime };
 
-struct TSourceSpec {
+struct TSourceSetup {
   std::string Name;
   int Line = 0;
   std::string Path;   // the file to read ("-" is standard input); empty for a generator
@@ -45,7 +45,7 @@ struct TSourceSpec {
   std::vector<std::string> Names;  // channel names for files that have none
 };
 
-struct TPanelSpec {
+struct TPanelSetup {
   std::string Name;
   int Line = 0;
   std::string SettingsText;  // the panel's settings block as ReadProperties takes it
@@ -57,7 +57,7 @@ struct TPanelSpec {
   std::string Locate(const std::string& section, const std::string& key) const;
 };
 
-struct TSinkSpec {
+struct TSinkSetup {
   std::string Name;
   int Line = 0;
   std::string File;     // as written; relative names resolve against the output folder
@@ -78,7 +78,7 @@ struct TSinkSpec {
 //   logger.Action = Evaluate on thermo.OverTemperature
 //                                    the event (its name, text or index) sets the property
 // A target property is one the panel offers: an input variable, Action, StringInput.
-struct TLinkSpec {
+struct TLinkSetup {
   int Line = 0;
   std::string Key;  // as written, for messages
   std::string TargetPanel, TargetProperty;
@@ -99,10 +99,10 @@ struct TWorksheet {
   std::string EventsFile, EventsBaseDir;
   bool HasPorts = false;
   std::vector<std::string> Ports;
-  std::vector<TSourceSpec> Sources;
-  std::vector<TPanelSpec> Panels;
-  std::vector<TSinkSpec> Sinks;
-  std::vector<TLinkSpec> Links;
+  std::vector<TSourceSetup> Sources;
+  std::vector<TPanelSetup> Panels;
+  std::vector<TSinkSetup> Sinks;
+  std::vector<TLinkSetup> Links;
   // A panel run on one file: its channel origins match that file's columns by their channel
   // name, and by order when the file has no names.
   bool SinglePanel = false;
@@ -140,7 +140,7 @@ TWorksheet SinglePanelWorksheet(const TSinglePanelRun& run);
 
 // A problem of a panel's settings ("[Section] key: what", as the panel reports it) with the
 // file and line it belongs to in front: "rms.ini:7: [General] BooleanResult: what".
-std::string LocateProblem(const TPanelSpec& panel, const std::string& problem);
+std::string LocateProblem(const TPanelSetup& panel, const std::string& problem);
 
 // A file name resolved against a folder; absolute names and "-" stay as they are.
 std::string ResolvePath(const std::string& folder, const std::string& name);
