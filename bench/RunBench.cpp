@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/NullHost.h"
 #include "host/ReferenceHost.h"
 #include "host/Worksheet.h"
 #include "panel/FormulaPanel.h"
@@ -119,41 +120,6 @@ void BM_RunEmpty(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kEmptyCycles);
 }
 BENCHMARK(BM_RunEmpty)->Name("empty/run")->Unit(benchmark::kMillisecond);
-
-// A host that does nothing: the panel's own cost of a cycle, without the reference host.
-class TNullHost : public TPanelHost {
- public:
-  void AttachPanel(TKQVXFormulaPanel*) override {}
-  void ClearEvents() override {}
-  void RegisterEvent(const TEventDefinition&) override {}
-  void EventFire(int, int, const std::string&) override {}
-  void EventFire(int, int, std::int32_t, double, double, std::int32_t, std::int32_t, double, double,
-                 double, double, const std::string&) override {}
-  void ClearProperties() override {}
-  int RegisterProperty(const TPropertyDefinition&) override { return 0; }
-  void UpdatedProperties() override {}
-  void EventFireAllPropertiesUpdated() override {}
-  const std::vector<TControlItem>& ControlList() override { return controls_; }
-  bool CheckPropertyConnnection(const TControlItem&) override { return false; }
-  void SetTargetProperty(const TControlItem&, const TPropertyValue&) override {}
-  void SetInputChannels(const std::vector<std::string>&) override {}
-  void ChannelListClear() override {}
-  void ChannelListAdd(const TOutputChannelDefinition&) override {}
-  void ChannelChangeUpdate() override {}
-  void SendData(const TOutputBlock&) override {}
-  bool GlobalStopRecursion() override { return false; }
-  void SetGlobalStopRecursion(bool) override {}
-  std::string BaseDirectory() override { return "."; }
-  std::uint32_t TickCount() override { return 0; }
-  void PostMessage(std::uint32_t) override {}
-  int RemoveMessages(std::uint32_t) override { return 0; }
-  void PostStopRequest() override {}
-  void SetExecutionTimer(bool, int) override {}
-  bool ExecutionTimerRunning() override { return false; }
-
- private:
-  const std::vector<TControlItem> controls_;  // none
-};
 
 void BM_PanelEmpty(benchmark::State& state) {
   TNullHost host;
