@@ -118,23 +118,11 @@ TVXParsDouble TVXExpressionEvaluatorBase::GetResults(int index) {
   return result;
 }
 
-void TVXExpressionEvaluatorBase::GetResults(int index, TVXParsDouble& result) {
-  // The commonest evaluation, arithmetic on numbers, without detours: it cannot allocate.
-  if (index >= 0 && index < GetExpressionCount()) {
-    TVXParsExpression* expression = expressions_[static_cast<std::size_t>(index)].get();
-    if (UseKernels && expression->Program && expression->Program->RunNumbers()) {
-      current_ = expression;
-      currentIndex_ = index;
-      result.VarType = vtDouble;
-      result.JumpFlag = false;
-      result.Value = expression->Last->Result.Value;
-      return;
-    }
-  }
+void TVXExpressionEvaluatorBase::GetResultsListed(int index, TVXParsDouble& result) {
   CopyResult(GetResultRefListed(index), result);
 }
 
-// Kept out of line so that the inline fast path of GetResultRef stays small.
+// Kept out of line so that the inline fast paths of GetResults and GetResultRef stay small.
 [[gnu::noinline]] const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRefListed(int index) {
   if (index < 0 || index >= GetExpressionCount()) return emptyResult_;
   currentIndex_ = index;

@@ -109,7 +109,22 @@ class TVXExpressionEvaluatorBase {
   // Evaluates the expression at index (which becomes current); a negative index gives
   // EmptyResult. The second form writes into result and reuses its storage.
   TVXParsDouble GetResults(int index);
-  void GetResults(int index, TVXParsDouble& result);
+  void GetResults(int index, TVXParsDouble& result) {
+    // The commonest evaluation, arithmetic on numbers, inline: it cannot allocate.
+    if (index >= 0 && index < GetExpressionCount()) {
+      TVXParsExpression* expression = expressions_[static_cast<std::size_t>(index)].get();
+      double number;
+      if (UseKernels && expression->Program && expression->Program->RunNumbers(number)) {
+        current_ = expression;
+        currentIndex_ = index;
+        result.VarType = vtDouble;
+        result.JumpFlag = false;
+        result.Value = number;
+        return;
+      }
+    }
+    GetResultsListed(index, result);
+  }
   // Evaluates like GetResults but hands out the expression's own result in place, without a
   // copy; the reference stays valid until that expression is evaluated again or dropped.
   // Arithmetic on numbers is tried here, inline, because a section runs it once per line.
@@ -240,8 +255,9 @@ class TVXExpressionEvaluatorBase {
   // Evaluates a compiled expression into result: the fast path when it applies, else the list.
   // numbersTried: the caller already found that the numbers-only run does not apply.
   const TVXParsDouble& Run(TVXParsExpression& expression, bool numbersTried = false);
-  // GetResultRef for everything but arithmetic on numbers.
+  // GetResultRef and GetResults for everything but arithmetic on numbers.
   const TVXParsDouble& GetResultRefListed(int index);
+  void GetResultsListed(int index, TVXParsDouble& result);
   TVXParsExpressionRec* MakeRec(TVXCompileState& state, TVXParsExprWord* word);
   void CheckWrittenArguments(const TVXCompileState& state, const TVXParsExpressionRec* node) const;
   // Evaluates a constant subtree once and returns its result (folding).

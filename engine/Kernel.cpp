@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <type_traits>
 
 #include "engine/ParserClasses.h"
 
@@ -37,15 +38,28 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
                                                           TVXParsExpressionRec* last) {
   auto program = std::unique_ptr<TVXKernelProgram>(new TVXKernelProgram());
   std::map<const TVXParsDouble*, int> registers;  // node result -> register
-  auto operandOf = [&](const TVXParsDouble* data, Operand& operand) -> bool {
+  auto operandOf = [&](const TVXParsExpressionRec* node, std::size_t index,
+                       Operand& operand) -> bool {
+    const TVXParsDouble* data = node->ArgData[index];
     if (!data) return false;
     if (auto it = registers.find(data); it != registers.end()) {
       operand.reg = it->second;
       return true;
     }
     operand.input = data;
-    if (std::find(program->inputs_.begin(), program->inputs_.end(), data) == program->inputs_.end())
-      program->inputs_.push_back(data);
+    if (std::find(program->inputs_.begin(), program->inputs_.end(), data) != program->inputs_.end())
+      return true;
+    program->inputs_.push_back(data);
+    // A number constant stays a number (nothing may write to a constant): no need to check it.
+    const TVXParsExpressionRec* arg = index < node->ArgRecs.size() ? node->ArgRecs[index] : nullptr;
+    const bool constant = arg && arg->Word && arg->Word->GetIsVariable() &&
+                          !arg->Word->GetCanVary() && data->VarType == vtDouble;
+    if (!constant) {
+      if (program->guardCount_ < 4)
+        program->guard_[program->guardCount_++] = &data->VarType;
+      else
+        program->moreGuards_.push_back(&data->VarType);
+    }
     return true;
   };
 
@@ -55,15 +69,15 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
     if (kernel->Op == TVXKernelOp::kAssign) {
       // Only as the last operation: the target may be read by nothing after it.
       if (node != last || node->ArgData.size() != 2 || !node->ArgData[0]) return nullptr;
-      if (!operandOf(node->ArgData[1], program->assignSource_)) return nullptr;
+      if (!operandOf(node, 1, program->assignSource_)) return nullptr;
       program->assignTarget_ = node->ArgData[0];
       break;
     }
     const int arity = ArityOf(kernel->Op);
     if (static_cast<int>(node->ArgData.size()) != arity) return nullptr;
     Instruction in{kernel->Op, kernel->Unary, kernel->Binary, {}, {}, 0};
-    if (!operandOf(node->ArgData[0], in.x)) return nullptr;
-    if (arity == 2 && !operandOf(node->ArgData[1], in.y)) return nullptr;
+    if (!operandOf(node, 0, in.x)) return nullptr;
+    if (arity == 2 && !operandOf(node, 1, in.y)) return nullptr;
     if (kernel->Op == TVXKernelOp::kCompare) program->vectorCapable_ = false;
     if (kernel->MayThrow) program->mayThrow_ = true;
     in.out = static_cast<int>(program->code_.size());
@@ -73,85 +87,11 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
   // The assignment's target is written, never read through the guard, unless it is read too.
   program->result_ = &last->Result;
   program->scalarRegs_.assign(program->code_.size(), 0.0);
-  program->PrepareScalarCode();
-  program->SelectNumbersRunner();
+  program->BuildScalarTree();
   program->regIsScalar_.assign(program->code_.size(), 0);
   program->blocks_.assign(program->code_.size() * kBlock, 0.0);
   return program;
 }
-
-void TVXKernelProgram::PrepareScalarCode() {
-  auto address = [this](const Operand& o) -> const double* {
-    return o.input ? &o.input->Value : &scalarRegs_[static_cast<std::size_t>(o.reg)];
-  };
-  scalarCode_.clear();
-  for (const Instruction& in : code_) {
-    scalarCode_.push_back({in.op, in.unary, in.binary, address(in.x),
-                           ArityOf(in.op) == 2 ? address(in.y) : nullptr,
-                           &scalarRegs_[static_cast<std::size_t>(in.out)]});
-  }
-  // Without an assignment the last instruction writes the result directly.
-  if (assignTarget_)
-    scalarSource_ = address(assignSource_);
-  else
-    scalarCode_.back().out = &result_->Value;
-}
-
-// vtDouble is 0: values are all numbers exactly when their kinds OR to 0.
-static_assert(vtDouble == 0);
-
-inline void SetNumber(TVXParsDouble& value, double number) {
-  value.VarType = vtDouble;
-  value.Value = number;
-}
-
-template <TVXKernelOp Op>
-inline double Arithmetic(double a, double b) {
-  if constexpr (Op == TVXKernelOp::kAdd) return a + b;
-  if constexpr (Op == TVXKernelOp::kSubtract) return a - b;
-  if constexpr (Op == TVXKernelOp::kMultiply) return a * b;
-  if constexpr (Op == TVXKernelOp::kDivide) return a / b;
-}
-
-struct GenericNumbers {
-  static bool Run(TVXKernelProgram& p) {
-    unsigned kinds = 0;
-    for (const TVXParsDouble* input : p.inputs_) kinds |= input->VarType;
-    if (kinds != vtDouble) return false;
-    p.RunScalar();
-    return true;
-  }
-};
-
-// x op y, or target := x op y: one operation on two values read in place.
-template <TVXKernelOp Op>
-struct OneOperation {
-  static bool Run(TVXKernelProgram& p) {
-    const TVXParsDouble& x = *p.fused_[0];
-    const TVXParsDouble& y = *p.fused_[1];
-    if ((x.VarType | y.VarType) != vtDouble) return false;
-    const double r = Arithmetic<Op>(x.Value, y.Value);
-    if (p.assignTarget_) SetNumber(*p.assignTarget_, r);
-    SetNumber(*p.result_, r);
-    return true;
-  }
-};
-
-// (x op1 y) op2 z when FirstIsLeft, else z op2 (x op1 y).
-template <TVXKernelOp First, TVXKernelOp Second, bool FirstIsLeft>
-struct TwoOperations {
-  static bool Run(TVXKernelProgram& p) {
-    const TVXParsDouble& x = *p.fused_[0];
-    const TVXParsDouble& y = *p.fused_[1];
-    const TVXParsDouble& z = *p.fused_[2];
-    if ((x.VarType | y.VarType | z.VarType) != vtDouble) return false;
-    const double inner = Arithmetic<First>(x.Value, y.Value);
-    const double r =
-        FirstIsLeft ? Arithmetic<Second>(inner, z.Value) : Arithmetic<Second>(z.Value, inner);
-    SetNumber(*p.result_, r);
-    return true;
-  }
-};
 
 namespace {
 
@@ -160,80 +100,141 @@ bool IsArithmetic(TVXKernelOp op) {
          op == TVXKernelOp::kDivide;
 }
 
+// The operation of a node: the four arithmetic operations inline, every other one through the
+// element function of its word (the very function the word's body applies).
 template <TVXKernelOp Op>
-auto OneRunner() {
-  return &OneOperation<Op>::Run;
+inline double Apply(const TVXScalarNode& n, double a, double b) {
+  if constexpr (Op == TVXKernelOp::kAdd) return a + b;
+  if constexpr (Op == TVXKernelOp::kSubtract) return a - b;
+  if constexpr (Op == TVXKernelOp::kMultiply) return a * b;
+  if constexpr (Op == TVXKernelOp::kDivide) return a / b;
+  if constexpr (Op == TVXKernelOp::kBinary) return n.binary(a, b);
 }
 
-using NumbersRunner = bool (*)(TVXKernelProgram&);
+// Where an operand comes from: read in place, computed by a child node, or (the arithmetic
+// operations) one arithmetic operation on two values read in place, computed inline.
+using Kind = TVXKernelOp;
+constexpr Kind kInPlace = TVXKernelOp::kNone;
+constexpr Kind kChild = TVXKernelOp::kCopy;
 
-NumbersRunner OneRunnerFor(TVXKernelOp op) {
-  switch (op) {
+template <Kind K>
+inline double OperandValue(const TVXScalarNode& n, const TVXScalarOperand& o) {
+  if constexpr (K == kInPlace)
+    return *o.value[0];
+  else if constexpr (K == kChild)
+    return o.child->Eval(*o.child);
+  else
+    return Apply<K>(n, *o.value[0], *o.value[1]);
+}
+
+// x op y. The left operand is computed first, as the linear list does, so that of two raising
+// operations the same one raises.
+template <TVXKernelOp Op, Kind Left, Kind Right>
+double EvalBinary(const TVXScalarNode& n) {
+  const double x = OperandValue<Left>(n, n.operand[0]);
+  const double y = OperandValue<Right>(n, n.operand[1]);
+  return Apply<Op>(n, x, y);
+}
+
+template <bool Copy, Kind K>
+double EvalUnary(const TVXScalarNode& n) {
+  const double x = OperandValue<K>(n, n.operand[0]);
+  if constexpr (Copy)
+    return x;
+  else
+    return n.unary(x);
+}
+
+using ScalarEval = double (*)(const TVXScalarNode&);
+
+// Calls make(tag) with tag's value the compile-time form of kind.
+template <typename Make>
+ScalarEval ForKind(Kind kind, Make make) {
+  switch (kind) {
     case TVXKernelOp::kAdd:
-      return OneRunner<TVXKernelOp::kAdd>();
+      return make(std::integral_constant<Kind, TVXKernelOp::kAdd>());
     case TVXKernelOp::kSubtract:
-      return OneRunner<TVXKernelOp::kSubtract>();
+      return make(std::integral_constant<Kind, TVXKernelOp::kSubtract>());
     case TVXKernelOp::kMultiply:
-      return OneRunner<TVXKernelOp::kMultiply>();
+      return make(std::integral_constant<Kind, TVXKernelOp::kMultiply>());
+    case TVXKernelOp::kDivide:
+      return make(std::integral_constant<Kind, TVXKernelOp::kDivide>());
+    case kChild:
+      return make(std::integral_constant<Kind, kChild>());
     default:
-      return OneRunner<TVXKernelOp::kDivide>();
+      return make(std::integral_constant<Kind, kInPlace>());
   }
 }
 
-template <TVXKernelOp First, bool FirstIsLeft>
-NumbersRunner TwoRunnerFor(TVXKernelOp second) {
-  switch (second) {
-    case TVXKernelOp::kAdd:
-      return &TwoOperations<First, TVXKernelOp::kAdd, FirstIsLeft>::Run;
-    case TVXKernelOp::kSubtract:
-      return &TwoOperations<First, TVXKernelOp::kSubtract, FirstIsLeft>::Run;
-    case TVXKernelOp::kMultiply:
-      return &TwoOperations<First, TVXKernelOp::kMultiply, FirstIsLeft>::Run;
-    default:
-      return &TwoOperations<First, TVXKernelOp::kDivide, FirstIsLeft>::Run;
-  }
+// The function of a node; op is an arithmetic operation or one applied through an element
+// function (kBinary, kScalarRight, kCompare).
+ScalarEval BinaryEval(TVXKernelOp op, Kind left, Kind right) {
+  // The operations applied through an element function share one form, selected as kChild.
+  return ForKind(IsArithmetic(op) ? op : kChild, [&](auto opTag) {
+    return ForKind(left, [&](auto leftTag) {
+      return ForKind(right, [&](auto rightTag) -> ScalarEval {
+        constexpr TVXKernelOp kOp =
+            decltype(opTag)::value == kChild ? TVXKernelOp::kBinary : decltype(opTag)::value;
+        return &EvalBinary<kOp, decltype(leftTag)::value, decltype(rightTag)::value>;
+      });
+    });
+  });
 }
 
-template <bool FirstIsLeft>
-NumbersRunner TwoRunnerFor(TVXKernelOp first, TVXKernelOp second) {
-  switch (first) {
-    case TVXKernelOp::kAdd:
-      return TwoRunnerFor<TVXKernelOp::kAdd, FirstIsLeft>(second);
-    case TVXKernelOp::kSubtract:
-      return TwoRunnerFor<TVXKernelOp::kSubtract, FirstIsLeft>(second);
-    case TVXKernelOp::kMultiply:
-      return TwoRunnerFor<TVXKernelOp::kMultiply, FirstIsLeft>(second);
-    default:
-      return TwoRunnerFor<TVXKernelOp::kDivide, FirstIsLeft>(second);
-  }
+ScalarEval UnaryEval(bool copy, Kind kind) {
+  return ForKind(kind, [&](auto tag) -> ScalarEval {
+    return copy ? &EvalUnary<true, decltype(tag)::value> : &EvalUnary<false, decltype(tag)::value>;
+  });
 }
 
 }  // namespace
 
-void TVXKernelProgram::SelectNumbersRunner() {
-  numbers_ = &GenericNumbers::Run;
-  // One arithmetic operation on two values, possibly assigned.
-  if (code_.size() == 1 && IsArithmetic(code_[0].op) && code_[0].x.input && code_[0].y.input &&
-      (!assignTarget_ || assignSource_.reg == 0)) {
-    fused_[0] = code_[0].x.input;
-    fused_[1] = code_[0].y.input;
-    numbers_ = OneRunnerFor(code_[0].op);
+void TVXKernelProgram::BuildScalarTree() {
+  // One node per instruction at most, and one for an assignment of a value read in place.
+  nodes_.clear();
+  nodes_.reserve(code_.size() + 1);
+  if (assignTarget_ && assignSource_.input) {
+    TVXScalarNode copy;
+    copy.Eval = UnaryEval(true, kInPlace);
+    copy.operand[0].value[0] = &assignSource_.input->Value;
+    nodes_.push_back(copy);
+    root_ = &nodes_.back();
     return;
   }
-  // Two arithmetic operations, the second using the first: a+b*c, (a+b)*c.
-  if (code_.size() == 2 && !assignTarget_ && IsArithmetic(code_[0].op) &&
-      IsArithmetic(code_[1].op) && code_[0].x.input && code_[0].y.input) {
-    const Instruction& second = code_[1];
-    fused_[0] = code_[0].x.input;
-    fused_[1] = code_[0].y.input;
-    if (second.x.reg == 0 && second.y.input) {
-      fused_[2] = second.y.input;
-      numbers_ = TwoRunnerFor<true>(code_[0].op, second.op);
-    } else if (second.y.reg == 0 && second.x.input) {
-      fused_[2] = second.x.input;
-      numbers_ = TwoRunnerFor<false>(code_[0].op, second.op);
-    }
+  root_ = ScalarNodeOf(assignTarget_ ? assignSource_.reg : code_.back().out);
+}
+
+TVXKernelOp TVXKernelProgram::ScalarOperandOf(const Operand& from, TVXScalarOperand& to) {
+  if (from.input) {
+    to.value[0] = &from.input->Value;
+    return kInPlace;
   }
+  // An arithmetic operation on two values read in place is computed inline by its parent.
+  const Instruction& inner = code_[static_cast<std::size_t>(from.reg)];
+  if (IsArithmetic(inner.op) && inner.x.input && inner.y.input) {
+    to.value[0] = &inner.x.input->Value;
+    to.value[1] = &inner.y.input->Value;
+    return inner.op;
+  }
+  to.child = ScalarNodeOf(from.reg);
+  return kChild;
+}
+
+const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
+  const Instruction& in = code_[static_cast<std::size_t>(reg)];
+  TVXScalarNode node;
+  node.unary = in.unary;
+  node.binary = in.binary;
+  // Operands first: a child is complete before its parent points at it.
+  const Kind left = ScalarOperandOf(in.x, node.operand[0]);
+  if (ArityOf(in.op) == 1) {
+    node.Eval = UnaryEval(in.op == TVXKernelOp::kCopy, left);
+  } else {
+    const Kind right = ScalarOperandOf(in.y, node.operand[1]);
+    node.Eval = BinaryEval(in.op, left, right);
+  }
+  nodes_.push_back(node);
+  return &nodes_.back();
 }
 
 bool TVXKernelProgram::RunVectors() {
@@ -248,41 +249,6 @@ bool TVXKernelProgram::RunVectors() {
     anyVector = true;
   }
   return anyVector && RunVectorBlocks(length);
-}
-
-void TVXKernelProgram::RunScalar() {
-  for (const ScalarInstruction& in : scalarCode_) {
-    switch (in.op) {
-      case TVXKernelOp::kAdd:
-        *in.out = *in.x + *in.y;
-        break;
-      case TVXKernelOp::kSubtract:
-        *in.out = *in.x - *in.y;
-        break;
-      case TVXKernelOp::kMultiply:
-        *in.out = *in.x * *in.y;
-        break;
-      case TVXKernelOp::kDivide:
-        *in.out = *in.x / *in.y;
-        break;
-      case TVXKernelOp::kUnary:
-        *in.out = in.unary(*in.x);
-        break;
-      case TVXKernelOp::kCopy:
-        *in.out = *in.x;
-        break;
-      default:
-        *in.out = in.binary(*in.x, *in.y);
-        break;
-    }
-  }
-  if (assignTarget_) {
-    const double source = *scalarSource_;
-    assignTarget_->VarType = vtDouble;
-    assignTarget_->Value = source;
-    result_->Value = source;
-  }
-  result_->VarType = vtDouble;
 }
 
 namespace {

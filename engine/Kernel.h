@@ -21,6 +21,28 @@ namespace loom {
 
 struct TVXParsExpressionRec;
 
+struct TVXScalarNode;
+
+// An operand of a numbers-only node: one value read in place, two values that an arithmetic
+// operation combines inline, or a child node.
+struct TVXScalarOperand {
+  const double* value[2] = {nullptr, nullptr};
+  const TVXScalarNode* child = nullptr;
+};
+
+// One operation of a numbers-only run. Nodes return their number, so that the values between
+// operations stay in machine registers; Eval is a function specialised for the operation and
+// for where each operand comes from.
+struct TVXScalarNode {
+  double (*Eval)(const TVXScalarNode& node) = nullptr;
+  TVXScalarOperand operand[2];
+  double (*unary)(double) = nullptr;
+  double (*binary)(double, double) = nullptr;
+};
+
+// The guard ORs the kinds of the values read: all numbers exactly when the result is 0.
+static_assert(vtDouble == 0);
+
 class TVXKernelProgram {
  public:
   // Builds the program of a linear list, or returns null when a node is not pure arithmetic.
@@ -28,9 +50,27 @@ class TVXKernelProgram {
                                                  TVXParsExpressionRec* last);
 
   // The case of numbers only, tried first: when every value read is a number, runs the
-  // program, writes the number into last->Result and returns true; otherwise changes nothing
-  // and returns false.
-  bool RunNumbers() { return numbers_(*this); }
+  // program, writes the number into last->Result (and the assignment's target) and into
+  // number, and returns true; otherwise changes nothing and returns false. Inline: a section
+  // runs it once per line.
+  bool RunNumbers(double& number) {
+    // Four kinds are read without a loop; a missing input reads a number's kind.
+    unsigned kinds = *guard_[0] | *guard_[1] | *guard_[2] | *guard_[3];
+    for (const TVXPArsVarType* kind : moreGuards_) kinds |= *kind;
+    if (kinds != vtDouble) return false;
+    number = root_->Eval(*root_);
+    if (assignTarget_) {
+      assignTarget_->VarType = vtDouble;
+      assignTarget_->Value = number;
+    }
+    result_->VarType = vtDouble;
+    result_->Value = number;
+    return true;
+  }
+  bool RunNumbers() {
+    double number;
+    return RunNumbers(number);
+  }
 
   // The case of numbers and vectors of one length: runs block by block into last->Result's
   // vector (and the assignment's target) and returns true; false (nothing changed) when the
@@ -51,44 +91,33 @@ class TVXKernelProgram {
     int out;  // register
   };
 
-  // Scalar runs read and write doubles through pointers fixed when the program is built.
-  struct ScalarInstruction {
-    TVXKernelOp op;
-    double (*unary)(double);
-    double (*binary)(double, double);
-    const double* x;
-    const double* y;
-    double* out;
-  };
-
-  template <TVXKernelOp Op>
-  friend struct OneOperation;
-  template <TVXKernelOp First, TVXKernelOp Second, bool FirstIsLeft>
-  friend struct TwoOperations;
-  friend struct GenericNumbers;
-
-  void PrepareScalarCode();
-  void SelectNumbersRunner();
-  void RunScalar();
+  void BuildScalarTree();
+  // The node computing register reg, with its operands' nodes built first.
+  const TVXScalarNode* ScalarNodeOf(int reg);
+  // Fills to with where operand from comes from and returns how a node reads it.
+  TVXKernelOp ScalarOperandOf(const Operand& from, TVXScalarOperand& to);
   bool RunVectorBlocks(std::size_t length);
   // Runs every instruction over one block; register resultReg writes to resultOut instead.
   void RunBlock(std::size_t offset, std::size_t count, int resultReg, double* resultOut);
 
   std::vector<Instruction> code_;
-  std::vector<ScalarInstruction> scalarCode_;
-  // The numbers-only runner: a specialised one for the commonest shapes, else the generic one.
-  bool (*numbers_)(TVXKernelProgram&) = nullptr;
-  // The operands of a specialised runner, in the order its shape reads them.
-  const TVXParsDouble* fused_[3] = {nullptr, nullptr, nullptr};
-  const double* scalarSource_ = nullptr;      // the assigned number in a scalar run
-  std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before each run
+  // The numbers-only run: a tree over code_, evaluated from its root.
+  std::vector<TVXScalarNode> nodes_;  // sized once, since nodes point at each other
+  const TVXScalarNode* root_ = nullptr;
+  std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before a vector run
+  // The kinds of the inputs that may stop being numbers: the first four, then the others.
+  static constexpr TVXPArsVarType kNumberKind = vtDouble;
+  const TVXPArsVarType* guard_[4] = {&kNumberKind, &kNumberKind, &kNumberKind, &kNumberKind};
+  std::vector<const TVXPArsVarType*> moreGuards_;
+  int guardCount_ = 0;
   TVXParsDouble* assignTarget_ = nullptr;
   Operand assignSource_;
   TVXParsDouble* result_ = nullptr;  // the last node's result
   bool vectorCapable_ = true;
   bool mayThrow_ = false;  // an operation can raise: a vector run writes its target last
+  // Vector runs: the numbers of registers that hold one number for the whole run; per
+  // register whether it does, and its block.
   std::vector<double> scalarRegs_;
-  // Vector runs: per register whether it holds one number for the whole run, and its block.
   std::vector<char> regIsScalar_;
   std::vector<double> blocks_;
 };

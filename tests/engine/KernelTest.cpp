@@ -39,25 +39,35 @@ const char* const kFormulas[] = {
     "(a = b) + (a <> c)",
     "exp(ln(abs(a) + 1)) + log10(d) + sqr(e) + frac(c) + trunc(b) + round(c)",
     "a ^ b",
+    "sqrt(a*b) - (a-b)/(c+d) + max(a/e, c*d) + y*-(a+e)",
     "intpower(a, b) + a^2",
     "y := e ^ b",
     "degtorad(radtodeg(a)) + tanh(b) + arcsinh(c) + arctan2(1, 2)"};
 
 // What one formula gives after setup, evaluated twice (so that buffers kept from the first run
-// are used by the second), and the variables afterwards; with or without the fast path.
+// are used by the second), and the variables afterwards; with or without the fast path. The
+// formula is compiled and run on numbers first, so the setup changes the kinds of values the
+// compiled formula has already read.
 std::string Observed(bool useKernels, const std::string& setup, const std::string& formula,
                      bool* tookFastPath = nullptr) {
   TVXExpressionEvaluator evaluator;
   evaluator.UseKernels = useKernels;
-  Outcome(evaluator, setup + "\ny := 0");
+  Outcome(evaluator, std::string(kSetups[0]) + "\ny := 0");
   std::string outcome;
+  int index = -1;
   try {
-    const int index = evaluator.AddExpression(formula);
+    index = evaluator.AddExpression(formula);
     if (tookFastPath) *tookFastPath = evaluator.GetCompiled(index).Program != nullptr;
-    evaluator.GetResults(index);
-    outcome = Shown(evaluator.GetResults(index));
+    outcome = Shown(evaluator.GetResults(index)) + " |";
   } catch (const EVXParserException& error) {
-    outcome = error.what();
+    outcome = std::string(error.what()) + " |";
+  }
+  Outcome(evaluator, setup);
+  try {
+    evaluator.GetResults(index);
+    outcome += Shown(evaluator.GetResults(index));
+  } catch (const EVXParserException& error) {
+    outcome += error.what();
   }
   for (const char* name : {"a", "b", "c", "d", "e", "y"}) outcome += " " + Outcome(evaluator, name);
   return outcome;
