@@ -1,6 +1,7 @@
 // The evaluator: its expression list, the word list operations and the stop event.
 #include "engine/Evaluator.h"
 
+#include <algorithm>
 #include <cctype>
 #include <chrono>
 #include <cinttypes>
@@ -176,7 +177,27 @@ const TVXParsExpression& TVXExpressionEvaluatorBase::GetCompiled(int index) cons
   return *expressions_.at(static_cast<std::size_t>(index));
 }
 
+void TVXExpressionEvaluatorBase::BuildStretch(int index, int end) {
+  if (stretches_.size() < expressions_.size()) stretches_.resize(expressions_.size());
+  StretchSlot& slot = stretches_[static_cast<std::size_t>(index)];
+  std::vector<TVXKernelProgram*> lines;
+  for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
+    TVXKernelProgram* program = expressions_[static_cast<std::size_t>(i)]->Program.get();
+    if (!program) break;
+    lines.push_back(program);
+  }
+  slot.Built = true;
+  slot.End = end;
+  slot.Stretch = lines.size() >= 2 ? std::make_unique<TVXKernelStretch>(std::move(lines)) : nullptr;
+}
+
+const TVXParsDouble& TVXExpressionEvaluatorBase::LastResult(int index) const {
+  const TVXParsExpression& expression = *expressions_.at(static_cast<std::size_t>(index));
+  return expression.Last ? expression.Last->Result : emptyResult_;
+}
+
 void TVXExpressionEvaluatorBase::ClearExpressions() {
+  stretches_.clear();
   expressions_.clear();
   current_ = nullptr;
   currentIndex_ = -1;

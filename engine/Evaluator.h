@@ -139,6 +139,25 @@ class TVXExpressionEvaluatorBase {
     }
     return GetResultRefListed(index);
   }
+  // Runs the arithmetic lines from index on (up to end, exclusive, and at least two) as one
+  // stretch when every value they read is a number, and returns the number of lines run; 0
+  // when there is no such stretch or a value is not a number (nothing ran). running is the
+  // line being run while it runs, the last line afterwards, which becomes current.
+  int RunStretch(int index, int end, int& running) {
+    if (!UseKernels || index < 0 || index >= GetExpressionCount()) return 0;
+    const auto slot = static_cast<std::size_t>(index);
+    if (slot >= stretches_.size() || !stretches_[slot].Built || stretches_[slot].End != end)
+      BuildStretch(index, end);
+    TVXKernelStretch* stretch = stretches_[slot].Stretch.get();
+    if (!stretch) return 0;
+    running = index - 1;
+    if (!stretch->Run(running)) return 0;
+    currentIndex_ = running;
+    current_ = expressions_[static_cast<std::size_t>(running)].get();
+    return stretch->Count();
+  }
+  // The result of the expression at index as its last evaluation left it.
+  const TVXParsDouble& LastResult(int index) const;
   TVXParsDouble EvaluateCurrent();
   // Runs a linear list from first and copies the last node's result: its kind, then the
   // vector, the string, or (for every other kind) the number.
@@ -270,6 +289,15 @@ class TVXExpressionEvaluatorBase {
   std::vector<std::unique_ptr<TVXParsExpression>> expressions_;
   int currentIndex_ = -1;
   TVXParsExpression* current_ = nullptr;
+  // Builds (or, for another end, rebuilds) the stretch that starts at index.
+  void BuildStretch(int index, int end);
+  // Per expression index, the stretch of arithmetic lines that starts there, made on first use.
+  struct StretchSlot {
+    bool Built = false;
+    int End = 0;
+    std::unique_ptr<TVXKernelStretch> Stretch;  // null when fewer than two lines
+  };
+  std::vector<StretchSlot> stretches_;
   // Words taken out by ReplaceFunction while compiled expressions may still read them.
   std::vector<std::unique_ptr<TVXParsExprWord>> retiredWords_;
 

@@ -237,6 +237,21 @@ const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
   return &nodes_.back();
 }
 
+TVXKernelStretch::TVXKernelStretch(std::vector<TVXKernelProgram*> lines)
+    : lines_(std::move(lines)) {
+  std::vector<const TVXPArsVarType*> written;
+  auto add = [&](const TVXPArsVarType* kind) {
+    if (kind == &TVXKernelProgram::kNumberKind) return;
+    if (std::find(written.begin(), written.end(), kind) != written.end()) return;
+    if (std::find(guards_.begin(), guards_.end(), kind) == guards_.end()) guards_.push_back(kind);
+  };
+  for (const TVXKernelProgram* program : lines_) {
+    for (const TVXPArsVarType* kind : program->guard_) add(kind);
+    for (const TVXPArsVarType* kind : program->moreGuards_) add(kind);
+    if (program->assignTarget_) written.push_back(&program->assignTarget_->VarType);
+  }
+}
+
 bool TVXKernelProgram::RunVectors() {
   if (!vectorCapable_) return false;
   std::size_t length = 0;
@@ -248,6 +263,9 @@ bool TVXKernelProgram::RunVectors() {
     length = input->Vector.size();
     anyVector = true;
   }
+  // An operation that can raise may raise for its number operand alone, which a run over no
+  // elements would never try: empty vectors keep the list's way then.
+  if (length == 0 && mayThrow_) return false;
   return anyVector && RunVectorBlocks(length);
 }
 

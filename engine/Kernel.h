@@ -58,18 +58,24 @@ class TVXKernelProgram {
     unsigned kinds = *guard_[0] | *guard_[1] | *guard_[2] | *guard_[3];
     for (const TVXPArsVarType* kind : moreGuards_) kinds |= *kind;
     if (kinds != vtDouble) return false;
-    number = root_->Eval(*root_);
+    number = RunUnguarded();
+    return true;
+  }
+  bool RunNumbers() {
+    double number;
+    return RunNumbers(number);
+  }
+
+  // RunNumbers without its guard: the caller knows that every value read is a number.
+  double RunUnguarded() {
+    const double number = root_->Eval(*root_);
     if (assignTarget_) {
       assignTarget_->VarType = vtDouble;
       assignTarget_->Value = number;
     }
     result_->VarType = vtDouble;
     result_->Value = number;
-    return true;
-  }
-  bool RunNumbers() {
-    double number;
-    return RunNumbers(number);
+    return number;
   }
 
   // The case of numbers and vectors of one length: runs block by block into last->Result's
@@ -78,6 +84,8 @@ class TVXKernelProgram {
   bool RunVectors();
 
  private:
+  friend class TVXKernelStretch;
+
   // An operand: an input value read in place, or the register of an earlier instruction.
   struct Operand {
     const TVXParsDouble* input = nullptr;  // null for a register
@@ -120,6 +128,33 @@ class TVXKernelProgram {
   std::vector<double> scalarRegs_;
   std::vector<char> regIsScalar_;
   std::vector<double> blocks_;
+};
+
+// Consecutive arithmetic lines of a section, run on numbers as one: a single guard checks the
+// values that the lines read before any of them writes them (a value a line writes is a number
+// afterwards), then every line's program runs unguarded.
+class TVXKernelStretch {
+ public:
+  explicit TVXKernelStretch(std::vector<TVXKernelProgram*> lines);
+
+  int Count() const { return static_cast<int>(lines_.size()); }
+  // When every value the lines read is a number, runs them in order and returns true; line
+  // counts the lines started, so that a line that raises is known. Otherwise returns false
+  // and changes nothing.
+  bool Run(int& line) {
+    unsigned kinds = 0;
+    for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
+    if (kinds != vtDouble) return false;
+    for (TVXKernelProgram* program : lines_) {
+      ++line;
+      program->RunUnguarded();
+    }
+    return true;
+  }
+
+ private:
+  std::vector<TVXKernelProgram*> lines_;
+  std::vector<const TVXPArsVarType*> guards_;
 };
 
 }  // namespace loom

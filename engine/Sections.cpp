@@ -107,7 +107,9 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
   // of vector formulas does not copy every intermediate vector.
   const TVXParsDouble* last = nullptr;
   const int jumpCount = static_cast<int>(jumps.size());
+  const bool stretches = !observer || !observer->EveryExpression();
   int running = -1;  // the expression being evaluated: only its exceptions end the section here
+  int stretchFirst = -1;  // the first line of the stretch being run, if any
   try {
     for (int i = first; i < end; ++i) {
       if (evaluator.StopRequested() || (observer && !observer->BeforeExpression(i))) {
@@ -115,6 +117,17 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
         outcome.Aborted = true;
         break;
       }
+      // Arithmetic lines on numbers run as one stretch; none of them jumps.
+      stretchFirst = i;
+      if (stretches && evaluator.RunStretch(i, end, running) > 0) {
+        i = running;
+        running = -1;
+        stretchFirst = -1;
+        last = &evaluator.LastResult(i);
+        if (observer) observer->AfterExpression(i, *last);
+        continue;
+      }
+      stretchFirst = -1;
       running = i;
       last = &evaluator.GetResultRef(i);
       running = -1;
@@ -125,6 +138,8 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
     }
   } catch (const std::exception& error) {
     if (running < 0) throw;  // the observer's, not the section's
+    // A line that raises inside a stretch leaves the line before it as the last one run.
+    if (stretchFirst >= 0 && running > stretchFirst) last = &evaluator.LastResult(running - 1);
     outcome.Completed = false;
     outcome.FailedIndex = running;
     outcome.ErrorMessage = error.what();

@@ -39,11 +39,15 @@ class TVXSectionObserver {
   virtual void AfterExpression(int /*index*/, const TVXParsDouble& /*result*/) {}
   // While true, no jump is taken (the host is stopping).
   virtual bool StopRecursion() { return false; }
+  // False lets the runner take a stretch of arithmetic lines as one expression: it is asked
+  // before the stretch and told after it, with its last line.
+  virtual bool EveryExpression() const { return true; }
 };
 
 // Runs expressions first .. end-1 as one section, following jumps: the result's number and
 // jump flag are cleared first, each expression's result then overwrites it. An exception ends
-// the section and is reported in the outcome; a stop request is honoured between expressions.
+// the section and is reported in the outcome; a stop request is honoured between expressions
+// (between stretches of arithmetic lines, which run as one).
 // A jump may lead before first; only end bounds the run.
 TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJumpTable& jumps,
                              int first, int end, TVXParsDouble& result,

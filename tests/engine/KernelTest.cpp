@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/Sections.h"
 #include "functions/Registry.h"
 #include "tests/engine/TestSupport.h"
 
@@ -41,6 +42,7 @@ const char* const kFormulas[] = {
     "a ^ b",
     "sqrt(a*b) - (a-b)/(c+d) + max(a/e, c*d) + y*-(a+e)",
     "intpower(a, b) + a^2",
+    "y := intpower(a, 0/0)",
     "y := e ^ b",
     "degtorad(radtodeg(a)) + tanh(b) + arcsinh(c) + arctan2(1, 2)"};
 
@@ -95,6 +97,57 @@ TEST(Kernel, ArithmeticFormulasTakeTheFastPathAndOthersDoNot) {
     Observed(true, kSetups[0], formula, &tookFastPath);
     EXPECT_EQ(tookFastPath, fast) << formula;
   }
+}
+
+// Sections whose arithmetic lines run as stretches: a stretch that a vector enters halfway,
+// jumps into and out of stretches, and a line that raises inside one.
+const char* const kSections[] = {
+    "x := a + 1\ny := x * b\nz := y - c\ny := z / e",
+    "x := a + 1\nx := [1, 2]\ny := x * b\nz := y - c",
+    "n := 0\nWhile(n < 3)\nn := n + 1\ny := y + n * a\nIf(y > 4)\ny := y - b\nElse\n"
+    "y := y * 2\nz := y + c\nEndIf\nWend\ny + z",
+    "x := a * 2\ny := intpower(x, 0/0)\nz := 5",
+    "x := a\ny := x + b\na := y * [2, 3]\nz := a + x\nz / 2",
+};
+
+// A section's outcome (completed, the failing line and its message), its result and the
+// variables afterwards, run twice so that the second run finds the first one's kinds.
+std::string SectionObserved(bool useKernels, const std::string& setup, const char* text) {
+  TVXExpressionEvaluator evaluator;
+  evaluator.UseKernels = useKernels;
+  Outcome(evaluator, setup + "\nx := 0\nz := 0\nn := 0\ny := 0");
+  const int first = evaluator.GetExpressionCount();
+  std::string outcome;
+  try {
+    for (const std::string& line : {std::string(text)}) {
+      std::size_t start = 0;
+      for (std::size_t end; start <= line.size(); start = end + 1) {
+        end = line.find('\n', start);
+        if (end == std::string::npos) end = line.size();
+        evaluator.AddExpression(line.substr(start, end - start));
+      }
+    }
+  } catch (const EVXParserException& error) {
+    return error.what();
+  }
+  const int end = evaluator.GetExpressionCount();
+  const TVXJumpTable jumps = PairJumps(evaluator);
+  TVXParsDouble result;
+  for (int run = 0; run < 2; ++run) {
+    const TVXSectionOutcome o = RunSection(evaluator, jumps, first, end, result);
+    outcome += std::to_string(o.Completed) + " " + std::to_string(o.FailedIndex - first) + " " +
+               o.ErrorMessage + " " + Shown(result) + " |";
+  }
+  for (const char* name : {"a", "b", "c", "e", "x", "y", "z"})
+    outcome += " " + Outcome(evaluator, name);
+  return outcome;
+}
+
+TEST(Kernel, SectionsRunTheSameWithStretchesOfArithmeticLines) {
+  for (const char* setup : kSetups)
+    for (const char* section : kSections)
+      EXPECT_EQ(SectionObserved(true, setup, section), SectionObserved(false, setup, section))
+          << setup << " | " << section;
 }
 
 TEST(Kernel, AVectorRunThatFailsLeavesTheTargetUntouched) {
