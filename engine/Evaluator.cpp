@@ -177,23 +177,25 @@ const TVXParsExpression& TVXExpressionEvaluatorBase::GetCompiled(int index) cons
   return *expressions_.at(static_cast<std::size_t>(index));
 }
 
-void TVXExpressionEvaluatorBase::BuildStretch(int index, int end) {
+int TVXExpressionEvaluatorBase::RunStretchFrom(int index, int end, int& running) {
   if (stretches_.size() < expressions_.size()) stretches_.resize(expressions_.size());
   StretchSlot& slot = stretches_[static_cast<std::size_t>(index)];
-  std::vector<TVXKernelProgram*> lines;
-  for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
-    TVXKernelProgram* program = expressions_[static_cast<std::size_t>(i)]->Program.get();
-    if (!program) break;
-    lines.push_back(program);
+  if (!slot.Built || slot.End != end) {
+    std::vector<TVXKernelProgram*> lines;
+    for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
+      TVXKernelProgram* program = expressions_[static_cast<std::size_t>(i)]->Program.get();
+      if (!program) break;
+      lines.push_back(program);
+    }
+    slot.Stretch = std::make_unique<TVXKernelStretch>(std::move(lines));
+    slot.Built = true;
+    slot.End = end;
   }
-  slot.Built = true;
-  slot.End = end;
-  slot.Stretch = lines.size() >= 2 ? std::make_unique<TVXKernelStretch>(std::move(lines)) : nullptr;
-}
-
-const TVXParsDouble& TVXExpressionEvaluatorBase::LastResult(int index) const {
-  const TVXParsExpression& expression = *expressions_.at(static_cast<std::size_t>(index));
-  return expression.Last ? expression.Last->Result : emptyResult_;
+  running = index - 1;
+  if (!slot.Stretch->Run(running)) return 0;
+  currentIndex_ = running;
+  current_ = expressions_[static_cast<std::size_t>(running)].get();
+  return slot.Stretch->Count();
 }
 
 void TVXExpressionEvaluatorBase::ClearExpressions() {

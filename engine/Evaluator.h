@@ -14,6 +14,7 @@
 // evaluation runs; a body that blocks (Wait) waits on the stop event, so RequestStop ends it.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -144,20 +145,17 @@ class TVXExpressionEvaluatorBase {
   // when there is no such stretch or a value is not a number (nothing ran). running is the
   // line being run while it runs, the last line afterwards, which becomes current.
   int RunStretch(int index, int end, int& running) {
-    if (!UseKernels || index < 0 || index >= GetExpressionCount()) return 0;
+    // Inline, only what rules a stretch out: it needs two lines with programs.
+    if (!UseKernels || index < 0 || index + 1 >= std::min(end, GetExpressionCount())) return 0;
     const auto slot = static_cast<std::size_t>(index);
-    if (slot >= stretches_.size() || !stretches_[slot].Built || stretches_[slot].End != end)
-      BuildStretch(index, end);
-    TVXKernelStretch* stretch = stretches_[slot].Stretch.get();
-    if (!stretch) return 0;
-    running = index - 1;
-    if (!stretch->Run(running)) return 0;
-    currentIndex_ = running;
-    current_ = expressions_[static_cast<std::size_t>(running)].get();
-    return stretch->Count();
+    if (!expressions_[slot]->Program || !expressions_[slot + 1]->Program) return 0;
+    return RunStretchFrom(index, end, running);
   }
   // The result of the expression at index as its last evaluation left it.
-  const TVXParsDouble& LastResult(int index) const;
+  const TVXParsDouble& LastResult(int index) const {
+    const TVXParsExpression& expression = *expressions_.at(static_cast<std::size_t>(index));
+    return expression.Last ? expression.Last->Result : emptyResult_;
+  }
   TVXParsDouble EvaluateCurrent();
   // Runs a linear list from first and copies the last node's result: its kind, then the
   // vector, the string, or (for every other kind) the number.
@@ -289,13 +287,13 @@ class TVXExpressionEvaluatorBase {
   std::vector<std::unique_ptr<TVXParsExpression>> expressions_;
   int currentIndex_ = -1;
   TVXParsExpression* current_ = nullptr;
-  // Builds (or, for another end, rebuilds) the stretch that starts at index.
-  void BuildStretch(int index, int end);
+  // RunStretch once its two first lines have programs; builds the stretch on first use.
+  int RunStretchFrom(int index, int end, int& running);
   // Per expression index, the stretch of arithmetic lines that starts there, made on first use.
   struct StretchSlot {
     bool Built = false;
     int End = 0;
-    std::unique_ptr<TVXKernelStretch> Stretch;  // null when fewer than two lines
+    std::unique_ptr<TVXKernelStretch> Stretch;
   };
   std::vector<StretchSlot> stretches_;
   // Words taken out by ReplaceFunction while compiled expressions may still read them.
