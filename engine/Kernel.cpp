@@ -86,10 +86,7 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
   }
   // The assignment's target is written, never read through the guard, unless it is read too.
   program->result_ = &last->Result;
-  program->scalarRegs_.assign(program->code_.size(), 0.0);
   program->BuildScalarTree();
-  program->regIsScalar_.assign(program->code_.size(), 0);
-  program->blocks_.assign(program->code_.size() * kBlock, 0.0);
   return program;
 }
 
@@ -291,6 +288,12 @@ inline void Apply2(const double* x, bool xs, const double* y, bool ys, double* o
 }  // namespace
 
 bool TVXKernelProgram::RunVectorBlocks(std::size_t length) {
+  // The registers of vector runs are made by the first one: most formulas never see a vector.
+  if (regIsScalar_.size() != code_.size()) {
+    scalarRegs_.assign(code_.size(), 0.0);
+    regIsScalar_.assign(code_.size(), 0);
+    blocks_.assign(code_.size() * kBlock, 0.0);
+  }
   // Which registers hold one number for the whole run: those computed from numbers only.
   auto isScalar = [this](const Operand& o) {
     return o.input ? o.input->VarType == vtDouble : regIsScalar_[o.reg] != 0;
