@@ -178,18 +178,29 @@ const TVXParsExpression& TVXExpressionEvaluatorBase::GetCompiled(int index) cons
 }
 
 int TVXExpressionEvaluatorBase::RunStretchFrom(int index, int end, int& running) {
-  if (stretches_.size() < expressions_.size()) stretches_.resize(expressions_.size());
+  if (stretches_.size() < expressions_.size()) {
+    try {
+      stretches_.resize(expressions_.size());
+    } catch (const std::bad_alloc&) {
+      return 0;
+    }
+  }
   StretchSlot& slot = stretches_[static_cast<std::size_t>(index)];
   if (!slot.Built || slot.End != end) {
-    std::vector<TVXKernelProgram*> lines;
-    for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
-      TVXKernelProgram* program = expressions_[static_cast<std::size_t>(i)]->Program.get();
-      if (!program) break;
-      lines.push_back(program);
+    try {
+      std::vector<TVXKernelProgram*> lines;
+      for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
+        TVXKernelProgram* program = expressions_[static_cast<std::size_t>(i)]->Program.get();
+        if (!program) break;
+        lines.push_back(program);
+      }
+      slot.Stretch = std::make_unique<TVXKernelStretch>(std::move(lines));
+      slot.Built = true;
+      slot.End = end;
+    } catch (const std::bad_alloc&) {
+      slot = StretchSlot();
+      return 0;  // the lines run one by one, as without stretches
     }
-    slot.Stretch = std::make_unique<TVXKernelStretch>(std::move(lines));
-    slot.Built = true;
-    slot.End = end;
   }
   running = index - 1;
   if (!slot.Stretch->Run(running)) return 0;

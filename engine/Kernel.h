@@ -2,12 +2,12 @@
 //
 // Most formulas that measurement users run are arithmetic over numbers and vectors: a+b*c,
 // sin(a)*cos(b)+sqrt(c), y := (a+b)*(c-d)/e. For such an expression the compiler builds, beside
-// its linear list, a TVXKernelProgram: the same operations as straight-line code over doubles,
-// with operands read in place. Before each evaluation the program checks the kinds of the values
-// it reads; when they are all numbers it runs as scalar code, when they are numbers and vectors
-// of one length it runs block by block over the vectors (one pass, loops the compiler
-// vectorises), and otherwise the linear list runs as usual. Both paths compute exactly the same
-// results: the element operations are the very functions the bodies use.
+// its linear list, a TVXKernelProgram: the same operations over doubles, with operands read in
+// place. Before each evaluation the program checks the kinds of the values it reads; when they
+// are all numbers it runs as a tree of nodes that return their numbers, when they are numbers
+// and vectors of one length it runs block by block over the vectors (one pass, loops the
+// compiler vectorises), and otherwise the linear list runs as usual. Both paths compute exactly
+// the same results: the element operations are the very functions the bodies use.
 #pragma once
 
 #include <cstddef>
