@@ -2,6 +2,7 @@
 // every mix of numbers, vectors and other kinds, errors and assignments included.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -119,13 +120,10 @@ std::string SectionObserved(bool useKernels, const std::string& setup, const cha
   const int first = evaluator.GetExpressionCount();
   std::string outcome;
   try {
-    for (const std::string& line : {std::string(text)}) {
-      std::size_t start = 0;
-      for (std::size_t end; start <= line.size(); start = end + 1) {
-        end = line.find('\n', start);
-        if (end == std::string::npos) end = line.size();
-        evaluator.AddExpression(line.substr(start, end - start));
-      }
+    const std::string lines(text);
+    for (std::size_t start = 0, end = 0; start <= lines.size(); start = end + 1) {
+      end = std::min(lines.find('\n', start), lines.size());
+      evaluator.AddExpression(lines.substr(start, end - start));
     }
   } catch (const EVXParserException& error) {
     return error.what();
