@@ -61,7 +61,13 @@ int TVXExpressionEvaluatorBase::AddEmptyExpression(const std::string& text) {
 }
 
 int TVXExpressionEvaluatorBase::Append(std::unique_ptr<TVXParsExpression> expression) {
-  expressions_.push_back(std::move(expression));
+  fast_.push_back({expression->Program.get(), expression.get()});
+  try {
+    expressions_.push_back(std::move(expression));
+  } catch (...) {
+    fast_.pop_back();
+    throw;
+  }
   current_ = expressions_.back().get();
   currentIndex_ = GetExpressionCount() - 1;
   return currentIndex_;
@@ -98,6 +104,9 @@ void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression
   // The fast path knows no jump flag: a line with a jump command always runs its list.
   if (state.JumpType == jtNone && (expression.Head != root || !root->Word->GetIsVariable()))
     expression.Program = TVXKernelProgram::Build(expression.Head, expression.Last);
+  else if (state.JumpType != jtNone && !expression.JumpNode)
+    expression.JumpProgram =
+        TVXKernelProgram::BuildJump(expression.Head, expression.Last, state.JumpType);
 }
 
 TVXParsDouble TVXExpressionEvaluatorBase::Evaluate(const std::string& text) {
@@ -177,12 +186,13 @@ const TVXParsExpression& TVXExpressionEvaluatorBase::GetCompiled(int index) cons
   return *expressions_.at(static_cast<std::size_t>(index));
 }
 
-int TVXExpressionEvaluatorBase::RunStretchFrom(int index, int end, int& running) {
+bool TVXExpressionEvaluatorBase::RunStretch(int index, int end, const int* jumps, int jumpCount,
+                                            int& running, int& previous) {
   if (stretches_.size() < expressions_.size()) {
     try {
       stretches_.resize(expressions_.size());
     } catch (const std::bad_alloc&) {
-      return 0;
+      return false;
     }
   }
   StretchSlot& slot = stretches_[static_cast<std::size_t>(index)];
@@ -190,27 +200,27 @@ int TVXExpressionEvaluatorBase::RunStretchFrom(int index, int end, int& running)
     try {
       std::vector<TVXKernelProgram*> lines;
       for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
-        TVXKernelProgram* program = expressions_[static_cast<std::size_t>(i)]->Program.get();
+        TVXKernelProgram* program = fast_[static_cast<std::size_t>(i)].Line();
         if (!program) break;
         lines.push_back(program);
       }
-      slot.Stretch = std::make_unique<TVXKernelStretch>(std::move(lines));
+      slot.Stretch = std::make_unique<TVXKernelStretch>(index, std::move(lines));
       slot.Built = true;
       slot.End = end;
     } catch (const std::bad_alloc&) {
       slot = StretchSlot();
-      return 0;  // the lines run one by one, as without stretches
+      return false;  // the lines run one by one, as without stretches
     }
   }
-  running = index - 1;
-  if (!slot.Stretch->Run(running)) return 0;
+  if (!slot.Stretch->Run(jumps, jumpCount, running, previous)) return false;
   currentIndex_ = running;
   current_ = expressions_[static_cast<std::size_t>(running)].get();
-  return slot.Stretch->Count();
+  return true;
 }
 
 void TVXExpressionEvaluatorBase::ClearExpressions() {
   stretches_.clear();
+  fast_.clear();
   expressions_.clear();
   current_ = nullptr;
   currentIndex_ = -1;

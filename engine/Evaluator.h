@@ -53,6 +53,9 @@ struct TVXParsExpression {
   std::vector<std::unique_ptr<TVXParsExprWord>> Constants;
   // The fast path of an arithmetic expression; null for every other expression.
   std::unique_ptr<TVXKernelProgram> Program;
+  // The fast path of a jump command line (alone, or with an arithmetic condition), which runs
+  // only inside a stretch of a section; null for every other expression.
+  std::unique_ptr<TVXKernelProgram> JumpProgram;
 };
 
 // How dates, times and grouped numbers are written and read; the evaluator's owner may change
@@ -112,11 +115,12 @@ class TVXExpressionEvaluatorBase {
   TVXParsDouble GetResults(int index);
   void GetResults(int index, TVXParsDouble& result) {
     // The commonest evaluation, arithmetic on numbers, inline: it cannot allocate.
-    if (index >= 0 && index < GetExpressionCount()) {
-      TVXParsExpression* expression = expressions_[static_cast<std::size_t>(index)].get();
+    const auto slot = static_cast<std::size_t>(index);  // a negative index is out of range
+    if (slot < fast_.size() && UseKernels) {
+      const TFastEntry& entry = fast_[slot];
       double number;
-      if (UseKernels && expression->Program && expression->Program->RunNumbers(number)) {
-        current_ = expression;
+      if (entry.Program && entry.Program->RunNumbers(number)) {
+        current_ = entry.Expression;
         currentIndex_ = index;
         result.VarType = vtDouble;
         result.JumpFlag = false;
@@ -130,27 +134,33 @@ class TVXExpressionEvaluatorBase {
   // copy; the reference stays valid until that expression is evaluated again or dropped.
   // Arithmetic on numbers is tried here, inline, because a section runs it once per line.
   const TVXParsDouble& GetResultRef(int index) {
-    if (index >= 0 && index < GetExpressionCount()) {
-      TVXParsExpression* expression = expressions_[static_cast<std::size_t>(index)].get();
-      if (UseKernels && expression->Program && expression->Program->RunNumbers()) {
-        current_ = expression;
+    const auto slot = static_cast<std::size_t>(index);
+    if (slot < fast_.size() && UseKernels) {
+      const TFastEntry& entry = fast_[slot];
+      if (entry.Program && entry.Program->RunNumbers()) {
+        current_ = entry.Expression;
         currentIndex_ = index;
-        return expression->Last->Result;
+        return entry.Expression->Last->Result;
       }
     }
     return GetResultRefListed(index);
   }
-  // Runs the arithmetic lines from index on (up to end, exclusive, and at least two) as one
-  // stretch when every value they read is a number, and returns the number of lines run; 0
-  // when there is no such stretch or a value is not a number (nothing ran). running is the
-  // line being run while it runs, the last line afterwards, which becomes current.
-  int RunStretch(int index, int end, int& running) {
-    // Inline, only what rules a stretch out: it needs two lines with programs.
-    if (!UseKernels || index < 0 || index + 1 >= std::min(end, GetExpressionCount())) return 0;
+  // Whether a stretch may start at index: the lines index and index + 1 (both before end)
+  // have programs that a stretch runs. Inline, as the section runner asks it for every line.
+  bool StretchStartsAt(int index, int end) const {
+    if (!UseKernels || index < 0 || index + 1 >= std::min(end, GetExpressionCount())) return false;
     const auto slot = static_cast<std::size_t>(index);
-    if (!expressions_[slot]->Program || !expressions_[slot + 1]->Program) return 0;
-    return RunStretchFrom(index, end, running);
+    return fast_[slot].InStretch() && fast_[slot + 1].InStretch();
   }
+  // Runs the lines from index on (up to end, exclusive; StretchStartsAt holds) that have
+  // programs, arithmetic lines and jump commands, as one stretch when every value they read is
+  // a number, and returns true; false when a value is not a number (nothing ran). jumps[i]
+  // (for i < jumpCount) is where the jump command of line i leads; the stretch follows jumps
+  // forward within it (none when jumps is null) and ends at any other jump, which is the
+  // caller's to take. While it runs, running is the line being run and previous the one run
+  // before it in the stretch (-1 for none); afterwards running is the last line run, which
+  // becomes current. The stretch is built on first use.
+  bool RunStretch(int index, int end, const int* jumps, int jumpCount, int& running, int& previous);
   // The result of the expression at index as its last evaluation left it.
   const TVXParsDouble& LastResult(int index) const {
     const TVXParsExpression& expression = *expressions_.at(static_cast<std::size_t>(index));
@@ -285,10 +295,18 @@ class TVXExpressionEvaluatorBase {
   char listSeparator_;
   TVXParsExpressList words_{30};
   std::vector<std::unique_ptr<TVXParsExpression>> expressions_;
+  // Per expression, what the inline fast paths read: its program (null without one) and the
+  // expression. One load from the index instead of two.
+  struct TFastEntry {
+    TVXKernelProgram* Program;
+    TVXParsExpression* Expression;
+    // The program that a stretch runs for the line, or null.
+    TVXKernelProgram* Line() const { return Program ? Program : Expression->JumpProgram.get(); }
+    bool InStretch() const { return Program || Expression->JumpProgram; }
+  };
+  std::vector<TFastEntry> fast_;
   int currentIndex_ = -1;
   TVXParsExpression* current_ = nullptr;
-  // RunStretch once its two first lines have programs; builds the stretch on first use.
-  int RunStretchFrom(int index, int end, int& running);
   // Per expression index, the stretch of arithmetic lines that starts there, made on first use.
   struct StretchSlot {
     bool Built = false;

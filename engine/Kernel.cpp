@@ -37,6 +37,49 @@ int ArityOf(TVXKernelOp op) {
 std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* head,
                                                           TVXParsExpressionRec* last) {
   auto program = std::unique_ptr<TVXKernelProgram>(new TVXKernelProgram());
+  Operand source;
+  if (!BuildCode(*program, head, last, false, source)) return nullptr;
+  program->result_ = &last->Result;
+  program->BuildScalarTree(source);
+  return program;
+}
+
+std::unique_ptr<TVXKernelProgram> TVXKernelProgram::BuildJump(TVXParsExpressionRec* head,
+                                                              TVXParsExpressionRec* last,
+                                                              TVXParsJumpType type) {
+  JumpRule rule;
+  switch (type) {
+    case jtIf:
+    case jtWhile:
+    case jtUntil:
+      rule = JumpRule::kWhenFalse;
+      break;
+    case jtElse:
+    case jtWend:
+      rule = JumpRule::kAlways;
+      break;
+    case jtEndIF:
+    case jtRepeat:
+      rule = JumpRule::kNever;
+      break;
+    default:
+      return nullptr;
+  }
+  auto program = std::unique_ptr<TVXKernelProgram>(new TVXKernelProgram());
+  program->jump_ = rule;
+  program->vectorCapable_ = false;
+  program->result_ = &last->Result;
+  if (rule != JumpRule::kWhenFalse)
+    return head == last && last->ArgData.empty() ? std::move(program) : nullptr;
+  Operand condition;
+  if (!BuildCode(*program, head, last, true, condition)) return nullptr;
+  program->BuildScalarTree(condition);
+  return program;
+}
+
+bool TVXKernelProgram::BuildCode(TVXKernelProgram& program, TVXParsExpressionRec* head,
+                                 const TVXParsExpressionRec* last, bool jumpCommand,
+                                 Operand& rootSource) {
   std::map<const TVXParsDouble*, int> registers;  // node result -> register
   auto operandOf = [&](const TVXParsExpressionRec* node, std::size_t index,
                        Operand& operand) -> bool {
@@ -47,47 +90,53 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
       return true;
     }
     operand.input = data;
-    if (std::find(program->inputs_.begin(), program->inputs_.end(), data) != program->inputs_.end())
+    if (std::find(program.inputs_.begin(), program.inputs_.end(), data) != program.inputs_.end())
       return true;
-    program->inputs_.push_back(data);
+    program.inputs_.push_back(data);
     // A number constant stays a number (nothing may write to a constant): no need to check it.
     const TVXParsExpressionRec* arg = index < node->ArgRecs.size() ? node->ArgRecs[index] : nullptr;
     const bool constant = arg && arg->Word && arg->Word->GetIsVariable() &&
                           !arg->Word->GetCanVary() && data->VarType == vtDouble;
     if (!constant) {
-      if (program->guardCount_ < 4)
-        program->guard_[program->guardCount_++] = &data->VarType;
+      std::vector<const TVXPArsVarType*>& guards = program.guards_;
+      guards.push_back(&data->VarType);
+      if (guards.size() <= kInlineGuards)
+        program.guard_[guards.size() - 1] = guards.back();
       else
-        program->moreGuards_.push_back(&data->VarType);
+        program.guard_[kInlineGuards - 1] = &kSeveralKind;
     }
     return true;
   };
 
   for (TVXParsExpressionRec* node = head; node; node = node->Next) {
+    // A jump command ends its line; the tree computes its condition.
+    if (jumpCommand && node == last)
+      return node->ArgData.size() == 1 && operandOf(node, 0, rootSource);
     const TVXParsKernel* kernel = KernelOf(node);
-    if (!kernel || program->code_.size() >= kMaxInstructions) return nullptr;
+    if (!kernel || program.code_.size() >= kMaxInstructions) return false;
     if (kernel->Op == TVXKernelOp::kAssign) {
       // Only as the last operation: the target may be read by nothing after it.
-      if (node != last || node->ArgData.size() != 2 || !node->ArgData[0]) return nullptr;
-      if (!operandOf(node, 1, program->assignSource_)) return nullptr;
-      program->assignTarget_ = node->ArgData[0];
-      break;
+      if (jumpCommand || node != last || node->ArgData.size() != 2 || !node->ArgData[0])
+        return false;
+      if (!operandOf(node, 1, program.assignSource_)) return false;
+      program.assignTarget_ = node->ArgData[0];
+      rootSource = program.assignSource_;
+      return true;
     }
     const int arity = ArityOf(kernel->Op);
-    if (static_cast<int>(node->ArgData.size()) != arity) return nullptr;
+    if (static_cast<int>(node->ArgData.size()) != arity) return false;
     Instruction in{kernel->Op, kernel->Unary, kernel->Binary, {}, {}, 0};
-    if (!operandOf(node, 0, in.x)) return nullptr;
-    if (arity == 2 && !operandOf(node, 1, in.y)) return nullptr;
-    if (kernel->Op == TVXKernelOp::kCompare) program->vectorCapable_ = false;
-    if (kernel->MayThrow) program->mayThrow_ = true;
-    in.out = static_cast<int>(program->code_.size());
+    if (!operandOf(node, 0, in.x)) return false;
+    if (arity == 2 && !operandOf(node, 1, in.y)) return false;
+    if (kernel->Op == TVXKernelOp::kCompare) program.vectorCapable_ = false;
+    if (kernel->MayThrow) program.mayThrow_ = true;
+    in.out = static_cast<int>(program.code_.size());
     registers[&node->Result] = in.out;
-    program->code_.push_back(in);
+    program.code_.push_back(in);
   }
-  // The assignment's target is written, never read through the guard, unless it is read too.
-  program->result_ = &last->Result;
-  program->BuildScalarTree();
-  return program;
+  if (jumpCommand || program.code_.empty()) return false;
+  rootSource = Operand{nullptr, program.code_.back().out};
+  return true;
 }
 
 namespace {
@@ -186,19 +235,26 @@ ScalarEval UnaryEval(bool copy, Kind kind) {
 
 }  // namespace
 
-void TVXKernelProgram::BuildScalarTree() {
-  // One node per instruction at most, and one for an assignment of a value read in place.
+bool TVXKernelProgram::RunNumbersGuarded(unsigned kinds, double& number) {
+  if (kinds != kSeveralKind) return false;  // an input that is not a number
+  for (std::size_t i = kInlineGuards - 1; i < guards_.size(); ++i)
+    if (*guards_[i] != vtDouble) return false;
+  number = RunUnguarded();
+  return true;
+}
+
+void TVXKernelProgram::BuildScalarTree(const Operand& rootSource) {
+  // One node per instruction at most, and one for a value read in place.
   nodes_.clear();
   nodes_.reserve(code_.size() + 1);
-  if (assignTarget_ && assignSource_.input) {
+  if (rootSource.input) {
     TVXScalarNode copy;
     copy.Eval = UnaryEval(true, kInPlace);
-    copy.operand[0].value[0] = &assignSource_.input->Value;
-    nodes_.push_back(copy);
-    root_ = &nodes_.back();
+    copy.operand[0].value[0] = &rootSource.input->Value;
+    root_ = copy;
     return;
   }
-  root_ = ScalarNodeOf(assignTarget_ ? assignSource_.reg : code_.back().out);
+  root_ = *ScalarNodeOf(rootSource.reg);
 }
 
 TVXKernelOp TVXKernelProgram::ScalarOperandOf(const Operand& from, TVXScalarOperand& to) {
@@ -234,19 +290,66 @@ const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
   return &nodes_.back();
 }
 
-TVXKernelStretch::TVXKernelStretch(std::vector<TVXKernelProgram*> lines)
-    : lines_(std::move(lines)) {
+TVXKernelStretch::TVXKernelStretch(int first, std::vector<TVXKernelProgram*> lines)
+    : first_(first), lines_(std::move(lines)) {
+  // Up to the first jump command every line runs, in order: a value written there is a number
+  // for the lines after it. After it, a line may be jumped over, so every value read is checked.
   std::vector<const TVXPArsVarType*> written;
-  auto add = [&](const TVXPArsVarType* kind) {
-    if (kind == &TVXKernelProgram::kNumberKind) return;
-    if (std::find(written.begin(), written.end(), kind) != written.end()) return;
-    if (std::find(guards_.begin(), guards_.end(), kind) == guards_.end()) guards_.push_back(kind);
-  };
+  bool straight = true;
   for (const TVXKernelProgram* program : lines_) {
-    for (const TVXPArsVarType* kind : program->guard_) add(kind);
-    for (const TVXPArsVarType* kind : program->moreGuards_) add(kind);
-    if (program->assignTarget_) written.push_back(&program->assignTarget_->VarType);
+    for (const TVXPArsVarType* kind : program->guards_) {
+      if (std::find(written.begin(), written.end(), kind) != written.end()) continue;
+      if (std::find(guards_.begin(), guards_.end(), kind) == guards_.end()) guards_.push_back(kind);
+    }
+    if (program->IsJump()) straight = false;
+    if (straight && program->assignTarget_) written.push_back(&program->assignTarget_->VarType);
   }
+  jumpCommands_ = !straight;
+}
+
+bool TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous) {
+  unsigned kinds = 0;
+  for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
+  if (kinds != vtDouble) return false;
+  // The line run and the one run before it are kept in registers, as positions in lines_, and
+  // handed out when a line raises: running and previous are not written per line.
+  TVXKernelProgram* const* const begin = lines_.data();
+  TVXKernelProgram* const* const stop = begin + lines_.size();
+  TVXKernelProgram* const* at = begin;
+  TVXKernelProgram* const* before = nullptr;
+  auto lineOf = [&](TVXKernelProgram* const* position) {
+    return position ? first_ + static_cast<int>(position - begin) : -1;
+  };
+  try {
+    while (at != stop) {
+      TVXKernelProgram& program = **at;
+      if (!program.IsJump()) {
+        program.RunUnguarded();
+      } else if (program.RunJump() && jumps) {
+        // A jump forward within the stretch is taken here; any other leaves it.
+        const int line = lineOf(at);
+        const int target = line < jumpCount ? jumps[line] : -1;
+        if (target >= 0) {
+          if (target <= line || target - first_ > static_cast<int>(lines_.size())) {
+            running = line;
+            previous = -1;
+            return true;
+          }
+          before = at;
+          at = begin + (target - first_);
+          continue;
+        }
+      }
+      before = at++;
+    }
+  } catch (...) {
+    running = lineOf(at);
+    previous = lineOf(before);
+    throw;
+  }
+  running = lineOf(before);
+  previous = -1;  // only asked for while the stretch runs
+  return true;
 }
 
 bool TVXKernelProgram::RunVectors() {

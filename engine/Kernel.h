@@ -48,16 +48,24 @@ class TVXKernelProgram {
   // Builds the program of a linear list, or returns null when a node is not pure arithmetic.
   static std::unique_ptr<TVXKernelProgram> Build(TVXParsExpressionRec* head,
                                                  TVXParsExpressionRec* last);
+  // Builds the program of a line whose last node is the jump command of type: the command
+  // alone, or its condition when that is pure arithmetic. Null otherwise. Such a program runs
+  // only inside a stretch, with RunJump.
+  static std::unique_ptr<TVXKernelProgram> BuildJump(TVXParsExpressionRec* head,
+                                                     TVXParsExpressionRec* last,
+                                                     TVXParsJumpType type);
 
   // The case of numbers only, tried first: when every value read is a number, runs the
   // program, writes the number into last->Result (and the assignment's target) and into
   // number, and returns true; otherwise changes nothing and returns false. Inline: a section
   // runs it once per line.
   bool RunNumbers(double& number) {
-    // Four kinds are read without a loop; a missing input reads a number's kind.
-    unsigned kinds = *guard_[0] | *guard_[1] | *guard_[2] | *guard_[3];
-    for (const TVXPArsVarType* kind : moreGuards_) kinds |= *kind;
-    if (kinds != vtDouble) return false;
+    // Five kinds are read without a loop; a missing input reads a number's kind. With more
+    // than five inputs the fifth slot reads kSeveralKind, and the others are checked out of
+    // line.
+    const unsigned kinds = *guard_[0] | *guard_[1] | *guard_[2] | *guard_[3] | *guard_[4];
+    if (kinds != vtDouble) [[unlikely]]
+      return RunNumbersGuarded(kinds, number);
     number = RunUnguarded();
     return true;
   }
@@ -68,7 +76,7 @@ class TVXKernelProgram {
 
   // RunNumbers without its guard: the caller knows that every value read is a number.
   double RunUnguarded() {
-    const double number = root_->Eval(*root_);
+    const double number = root_.Eval(root_);
     if (assignTarget_) {
       assignTarget_->VarType = vtDouble;
       assignTarget_->Value = number;
@@ -76,6 +84,22 @@ class TVXKernelProgram {
     result_->VarType = vtDouble;
     result_->Value = number;
     return number;
+  }
+
+  bool IsJump() const { return jump_ != JumpRule::kNone; }
+  // The jump command's run, unguarded: computes whether it jumps, writes that into
+  // last->Result as the command does (1 or 0, and the jump flag) and returns it. A condition
+  // is false exactly when its value lies strictly between -0.1 and 0.1.
+  bool RunJump() {
+    bool jump = jump_ == JumpRule::kAlways;
+    if (jump_ == JumpRule::kWhenFalse) {
+      const double condition = root_.Eval(root_);
+      jump = condition > -0.1 && condition < 0.1;
+    }
+    result_->VarType = vtDouble;
+    result_->Value = jump ? 1.0 : 0.0;
+    result_->JumpFlag = jump;
+    return jump;
   }
 
   // The case of numbers and vectors of one length: runs block by block into last->Result's
@@ -99,7 +123,15 @@ class TVXKernelProgram {
     int out;  // register
   };
 
-  void BuildScalarTree();
+  // RunNumbers when the inline guards found kinds other than numbers: runs when those were
+  // only kSeveralKind and every guard beyond the inline ones reads a number.
+  bool RunNumbersGuarded(unsigned kinds, double& number);
+  // Builds the code of the list from head to last; false when a node is not pure arithmetic.
+  // rootSource becomes what the tree's root computes: the value assigned, the last node's, or
+  // with jumpCommand the condition of last, a jump command.
+  static bool BuildCode(TVXKernelProgram& program, TVXParsExpressionRec* head,
+                        const TVXParsExpressionRec* last, bool jumpCommand, Operand& rootSource);
+  void BuildScalarTree(const Operand& rootSource);
   // The node computing register reg, with its operands' nodes built first.
   const TVXScalarNode* ScalarNodeOf(int reg);
   // Fills to with where operand from comes from and returns how a node reads it.
@@ -110,16 +142,23 @@ class TVXKernelProgram {
 
   std::vector<Instruction> code_;
   // The numbers-only run: a tree over code_, evaluated from its root.
-  std::vector<TVXScalarNode> nodes_;  // sized once, since nodes point at each other
-  const TVXScalarNode* root_ = nullptr;
+  std::vector<TVXScalarNode> nodes_;          // sized once, since nodes point at each other
+  TVXScalarNode root_;                        // a copy of the root, read without a pointer
   std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before a vector run
-  // The kinds of the inputs that may stop being numbers: the first four, then the others.
+  // The kinds of the inputs that may stop being numbers: all of them, and the ones that
+  // RunNumbers reads inline (the first four and kSeveralKind when there are more than five).
+  // kSeveralKind is no kind that values have, nor an OR of such kinds.
+  static constexpr int kInlineGuards = 5;
   static constexpr TVXPArsVarType kNumberKind = vtDouble;
-  const TVXPArsVarType* guard_[4] = {&kNumberKind, &kNumberKind, &kNumberKind, &kNumberKind};
-  std::vector<const TVXPArsVarType*> moreGuards_;
-  int guardCount_ = 0;
+  static constexpr auto kSeveralKind = static_cast<TVXPArsVarType>(0x80);
+  std::vector<const TVXPArsVarType*> guards_;
+  const TVXPArsVarType* guard_[kInlineGuards] = {&kNumberKind, &kNumberKind, &kNumberKind,
+                                                 &kNumberKind, &kNumberKind};
   TVXParsDouble* assignTarget_ = nullptr;
   Operand assignSource_;
+  // Whether a jump command ends the line, and when it jumps.
+  enum class JumpRule : std::uint8_t { kNone, kAlways, kNever, kWhenFalse };
+  JumpRule jump_ = JumpRule::kNone;
   TVXParsDouble* result_ = nullptr;  // the last node's result
   bool vectorCapable_ = true;
   bool mayThrow_ = false;  // an operation can raise: a vector run writes its target last
@@ -130,29 +169,49 @@ class TVXKernelProgram {
   std::vector<double> blocks_;
 };
 
-// Consecutive arithmetic lines of a section, run on numbers as one: a single guard checks the
-// values that the lines read before any of them writes them (a value a line writes is a number
-// afterwards), then every line's program runs unguarded.
+// Consecutive lines of a section that have programs, run on numbers as one: arithmetic lines
+// and jump commands with arithmetic conditions. A single guard checks the values that the
+// lines may read before they write them (a value a line writes is a number afterwards), then
+// every line's program runs unguarded. A jump forward within the stretch is followed inside
+// it; any other jump ends it and is left to the section runner, so that a loop comes back to
+// the runner on every turn.
 class TVXKernelStretch {
  public:
-  explicit TVXKernelStretch(std::vector<TVXKernelProgram*> lines);
+  // lines[k] is the program of line first + k.
+  TVXKernelStretch(int first, std::vector<TVXKernelProgram*> lines);
 
-  int Count() const { return static_cast<int>(lines_.size()); }
-  // When every value the lines read is a number, runs them in order and returns true; line
-  // counts the lines started, so that a line that raises is known. Otherwise returns false
-  // and changes nothing.
-  bool Run(int& line) {
+  // When every value the lines may read is a number, runs them and returns true; otherwise
+  // returns false and changes nothing. jumps[line] (for line < jumpCount) is where a jump
+  // command leads, negative for nowhere; a null jumps takes no jump. While it runs, running is
+  // the line being run and previous the one run before it in the stretch (-1 for none);
+  // afterwards running is the last line run: the stretch's last line, or a jump command whose
+  // jump leads out of the stretch, which the caller takes.
+  bool Run(const int* jumps, int jumpCount, int& running, int& previous) {
+    if (jumpCommands_) return RunWithJumps(jumps, jumpCount, running, previous);
     unsigned kinds = 0;
     for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
     if (kinds != vtDouble) return false;
-    for (TVXKernelProgram* program : lines_) {
-      ++line;
-      program->RunUnguarded();
+    // The line run is kept in a register and handed out only when a line raises.
+    TVXKernelProgram* const* const begin = lines_.data();
+    TVXKernelProgram* const* at = begin;
+    const auto count = static_cast<int>(lines_.size());
+    try {
+      for (TVXKernelProgram* const* stop = begin + count; at != stop; ++at) (*at)->RunUnguarded();
+    } catch (...) {
+      running = first_ + static_cast<int>(at - begin);
+      previous = at != begin ? running - 1 : -1;
+      throw;
     }
+    running = first_ + count - 1;
+    previous = -1;  // only asked for while the stretch runs
     return true;
   }
 
  private:
+  bool RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous);
+
+  int first_;
+  bool jumpCommands_ = false;  // a line is a jump command
   std::vector<TVXKernelProgram*> lines_;
   std::vector<const TVXPArsVarType*> guards_;
 };

@@ -109,7 +109,8 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
   const int jumpCount = static_cast<int>(jumps.size());
   const bool stretches = !observer || !observer->EveryExpression();
   int running = -1;  // the expression being evaluated: only its exceptions end the section here
-  int stretchFirst = -1;  // the first line of the stretch being run, if any
+  bool inStretch = false;
+  int previous = -1;  // in a stretch, the line run before the running one (-1 for none)
   try {
     for (int i = first; i < end; ++i) {
       if (evaluator.StopRequested() || (observer && !observer->BeforeExpression(i))) {
@@ -117,19 +118,20 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
         outcome.Aborted = true;
         break;
       }
-      // Arithmetic lines on numbers run as one stretch; none of them jumps.
-      stretchFirst = i;
-      if (stretches && evaluator.RunStretch(i, end, running) > 0) {
+      // Arithmetic lines and jump commands on numbers run as one stretch, which ends at a
+      // jump that leads out of it: the jump is taken below, as after any other line.
+      inStretch = stretches && evaluator.StretchStartsAt(i, end);
+      if (inStretch && evaluator.RunStretch(
+                           i, end, observer && observer->StopRecursion() ? nullptr : jumps.data(),
+                           jumpCount, running, previous)) {
         i = running;
-        running = -1;
-        stretchFirst = -1;
         last = &evaluator.LastResult(i);
-        if (observer) observer->AfterExpression(i, *last);
-        continue;
+      } else {
+        inStretch = false;
+        running = i;
+        last = &evaluator.GetResultRef(i);
       }
-      stretchFirst = -1;
-      running = i;
-      last = &evaluator.GetResultRef(i);
+      inStretch = false;
       running = -1;
       if (observer) observer->AfterExpression(i, *last);
       if (last->JumpFlag && i >= 0 && i < jumpCount && jumps[static_cast<std::size_t>(i)] >= 0 &&
@@ -138,8 +140,8 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
     }
   } catch (const std::exception& error) {
     if (running < 0) throw;  // the observer's, not the section's
-    // A line that raises inside a stretch leaves the line before it as the last one run.
-    if (stretchFirst >= 0 && running > stretchFirst) last = &evaluator.LastResult(running - 1);
+    // A line that raises inside a stretch leaves the line run before it as the last one.
+    if (inStretch && previous >= 0) last = &evaluator.LastResult(previous);
     outcome.Completed = false;
     outcome.FailedIndex = running;
     outcome.ErrorMessage = error.what();

@@ -37,17 +37,20 @@ class TVXSectionObserver {
   virtual bool BeforeExpression(int /*index*/) { return true; }
   // Told after each expression with its result.
   virtual void AfterExpression(int /*index*/, const TVXParsDouble& /*result*/) {}
-  // While true, no jump is taken (the host is stopping).
+  // While true, no jump is taken (the host is stopping). Asked after each jump command, and
+  // before each stretch.
   virtual bool StopRecursion() { return false; }
-  // False lets the runner take a stretch of arithmetic lines as one expression: it is asked
-  // before the stretch and told after it, with its last line.
+  // False lets the runner take a stretch of arithmetic lines and jump commands as one
+  // expression: it is asked before the stretch and told after it, with its last line run. A
+  // jump backwards ends a stretch, so a loop comes back to the observer on every turn.
   virtual bool EveryExpression() const { return true; }
 };
 
 // Runs expressions first .. end-1 as one section, following jumps: the result's number and
 // jump flag are cleared first, each expression's result then overwrites it. An exception ends
 // the section and is reported in the outcome; a stop request is honoured between expressions
-// (between stretches of arithmetic lines, which run as one).
+// (between stretches of arithmetic lines and jump commands, which run as one, and on every
+// turn of a loop).
 // A jump may lead before first; only end bounds the run.
 TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJumpTable& jumps,
                              int first, int end, TVXParsDouble& result,

@@ -109,11 +109,29 @@ const char* const kSections[] = {
     "y := y * 2\nz := y + c\nEndIf\nWend\ny + z",
     "x := a * 2\ny := intpower(x, 0/0)\nz := 5",
     "x := a\ny := x + b\na := y * [2, 3]\nz := a + x\nz / 2",
+    // a value written only in a branch that is jumped over keeps its kind
+    "y := [1, 2]\nIf(a < -100)\ny := 5\nEndIf\nz := y + 1\nx := z * 2",
+    // a line that raises after a jump: the line run before it is the one jumped from
+    "If(a < -100)\nx := 1\nEndIf\ny := intpower(a, 0/0)\nz := 3",
+    "If(a < -100)\nx := 1\nElse\nx := 2\nEndIf\ny := intpower(x, 0/0)",
+    "n := 0\nRepeat\nn := n + 1\nUntil(n >= 3)\nn * a",
+    "If(a)\nx := 1\nElse\nx := b\nEndIf\nIf(0/0)\nz := x + c\nEndIf\nIf(a * 0)\nz := 9\nEndIf",
+    // conditions on the edges of the false band
+    "If(c * 0 + 0.1)\nx := 1\nEndIf\nIf(c * 0 - 0.1)\nz := 2\nEndIf\nIf(c * 0 + 0.0999)\ny := "
+    "3\nEndIf",
+};
+
+// Asks for stretches and suppresses every jump, as a host that is stopping does.
+class NoJumps : public TVXSectionObserver {
+ public:
+  bool StopRecursion() override { return true; }
+  bool EveryExpression() const override { return false; }
 };
 
 // A section's outcome (completed, the failing line and its message), its result and the
 // variables afterwards, run twice so that the second run finds the first one's kinds.
-std::string SectionObserved(bool useKernels, const std::string& setup, const char* text) {
+std::string SectionObserved(bool useKernels, const std::string& setup, const char* text,
+                            TVXSectionObserver* observer) {
   TVXExpressionEvaluator evaluator;
   evaluator.UseKernels = useKernels;
   Outcome(evaluator, setup + "\nx := 0\nz := 0\nn := 0\ny := 0");
@@ -132,7 +150,7 @@ std::string SectionObserved(bool useKernels, const std::string& setup, const cha
   const TVXJumpTable jumps = PairJumps(evaluator);
   TVXParsDouble result;
   for (int run = 0; run < 2; ++run) {
-    const TVXSectionOutcome o = RunSection(evaluator, jumps, first, end, result);
+    const TVXSectionOutcome o = RunSection(evaluator, jumps, first, end, result, observer);
     outcome += std::to_string(o.Completed) + " " + std::to_string(o.FailedIndex - first) + " " +
                o.ErrorMessage + " " + Shown(result) + " |";
   }
@@ -141,11 +159,15 @@ std::string SectionObserved(bool useKernels, const std::string& setup, const cha
   return outcome;
 }
 
-TEST(Kernel, SectionsRunTheSameWithStretchesOfArithmeticLines) {
-  for (const char* setup : kSetups)
-    for (const char* section : kSections)
-      EXPECT_EQ(SectionObserved(true, setup, section), SectionObserved(false, setup, section))
-          << setup << " | " << section;
+TEST(Kernel, SectionsRunTheSameWithStretchesOfArithmeticLinesAndJumps) {
+  NoJumps noJumps;
+  for (TVXSectionObserver* observer :
+       {static_cast<TVXSectionObserver*>(nullptr), static_cast<TVXSectionObserver*>(&noJumps)})
+    for (const char* setup : kSetups)
+      for (const char* section : kSections)
+        EXPECT_EQ(SectionObserved(true, setup, section, observer),
+                  SectionObserved(false, setup, section, observer))
+            << setup << " | " << section << " | observer " << (observer != nullptr);
 }
 
 TEST(Kernel, AVectorRunThatFailsLeavesTheTargetUntouched) {
