@@ -13,10 +13,12 @@ namespace {
 
 constexpr int kMaxSteps = 20000;
 
-// Ends the run after kMaxSteps expressions.
+// Ends the run after kMaxSteps expressions or stretches; lets arithmetic lines and jump
+// commands run as stretches, as the panel does (a loop still comes back on every turn).
 class TStepLimit : public loom::TVXSectionObserver {
  public:
   bool BeforeExpression(int) override { return ++steps_ <= kMaxSteps; }
+  bool EveryExpression() const override { return false; }
 
  private:
   int steps_ = 0;
