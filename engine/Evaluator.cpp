@@ -101,7 +101,8 @@ void TVXExpressionEvaluatorBase::CompileExpression(TVXParsExpression& expression
   expression.JumpType = state.JumpType;
   if (state.JumpNode != expression.Last) expression.JumpNode = state.JumpNode;
   for (TVXParsExpressionRec* node = expression.Head; node; node = node->Next) ++expression.Size;
-  // The fast path knows no jump flag: a line with a jump command always runs its list.
+  // The numbers-only path of GetResults knows no jump flag: a line with a jump command runs its
+  // list there, and its jump program only inside a stretch.
   if (state.JumpType == jtNone && (expression.Head != root || !root->Word->GetIsVariable()))
     expression.Program = TVXKernelProgram::Build(expression.Head, expression.Last);
   else if (state.JumpType != jtNone && !expression.JumpNode)

@@ -150,7 +150,7 @@ class TVXExpressionEvaluatorBase {
   bool StretchStartsAt(int index, int end) const {
     if (!UseKernels || index < 0 || index + 1 >= std::min(end, GetExpressionCount())) return false;
     const auto slot = static_cast<std::size_t>(index);
-    return fast_[slot].InStretch() && fast_[slot + 1].InStretch();
+    return fast_[slot].Line() && fast_[slot + 1].Line();
   }
   // Runs the lines from index on (up to end, exclusive; StretchStartsAt holds) that have
   // programs, arithmetic lines and jump commands, as one stretch when every value they read is
@@ -302,12 +302,12 @@ class TVXExpressionEvaluatorBase {
     TVXParsExpression* Expression;
     // The program that a stretch runs for the line, or null.
     TVXKernelProgram* Line() const { return Program ? Program : Expression->JumpProgram.get(); }
-    bool InStretch() const { return Program || Expression->JumpProgram; }
   };
   std::vector<TFastEntry> fast_;
   int currentIndex_ = -1;
   TVXParsExpression* current_ = nullptr;
-  // Per expression index, the stretch of arithmetic lines that starts there, made on first use.
+  // Per expression index, the stretch of lines with programs that starts there, made on first
+  // use.
   struct StretchSlot {
     bool Built = false;
     int End = 0;

@@ -308,9 +308,7 @@ TVXKernelStretch::TVXKernelStretch(int first, std::vector<TVXKernelProgram*> lin
 }
 
 bool TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous) {
-  unsigned kinds = 0;
-  for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
-  if (kinds != vtDouble) return false;
+  if (!GuardsHold()) return false;
   // The line run and the one run before it are kept in registers, as positions in lines_, and
   // handed out when a line raises: running and previous are not written per line.
   TVXKernelProgram* const* const begin = lines_.data();

@@ -188,9 +188,7 @@ class TVXKernelStretch {
   // jump leads out of the stretch, which the caller takes.
   bool Run(const int* jumps, int jumpCount, int& running, int& previous) {
     if (jumpCommands_) return RunWithJumps(jumps, jumpCount, running, previous);
-    unsigned kinds = 0;
-    for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
-    if (kinds != vtDouble) return false;
+    if (!GuardsHold()) return false;
     // The line run is kept in a register and handed out only when a line raises.
     TVXKernelProgram* const* const begin = lines_.data();
     TVXKernelProgram* const* at = begin;
@@ -208,6 +206,11 @@ class TVXKernelStretch {
   }
 
  private:
+  bool GuardsHold() const {
+    unsigned kinds = 0;
+    for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
+    return kinds == vtDouble;
+  }
   bool RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous);
 
   int first_;
