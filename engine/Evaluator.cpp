@@ -61,14 +61,15 @@ int TVXExpressionEvaluatorBase::AddEmptyExpression(const std::string& text) {
 }
 
 int TVXExpressionEvaluatorBase::Append(std::unique_ptr<TVXParsExpression> expression) {
-  fast_.push_back({expression->Program.get(), expression.get()});
+  TVXKernelProgram* const program = expression->Program.get();
+  fast_.push_back({program ? program : &TVXKernelProgram::None(), expression.get()});
   try {
     expressions_.push_back(std::move(expression));
   } catch (...) {
     fast_.pop_back();
     throw;
   }
-  current_ = expressions_.back().get();
+  if (useKernels_) fastCount_ = fast_.size();
   currentIndex_ = GetExpressionCount() - 1;
   return currentIndex_;
 }
@@ -117,9 +118,10 @@ TVXParsDouble TVXExpressionEvaluatorBase::Evaluate(const std::string& text) {
 }
 
 TVXParsDouble TVXExpressionEvaluatorBase::EvaluateCurrent() {
-  if (!current_) return EmptyResult();
+  TVXParsExpression* const current = Current();
+  if (!current) return EmptyResult();
   TVXParsDouble result;
-  CopyResult(Guarded([&]() -> const TVXParsDouble& { return Run(*current_); }), result);
+  CopyResult(Guarded([&]() -> const TVXParsDouble& { return Run(*current); }), result);
   return result;
 }
 
@@ -137,16 +139,16 @@ void TVXExpressionEvaluatorBase::GetResultsListed(int index, TVXParsDouble& resu
 [[gnu::noinline]] const TVXParsDouble& TVXExpressionEvaluatorBase::GetResultRefListed(int index) {
   if (index < 0 || index >= GetExpressionCount()) return emptyResult_;
   currentIndex_ = index;
-  current_ = expressions_[static_cast<std::size_t>(index)].get();
+  TVXParsExpression& current = *expressions_[static_cast<std::size_t>(index)];
   // Only an expression with a program got here after its numbers-only run was refused.
-  const bool numbersTried = UseKernels && current_->Program;
-  return Guarded([&]() -> const TVXParsDouble& { return Run(*current_, numbersTried); });
+  const bool numbersTried = useKernels_ && current.Program;
+  return Guarded([&]() -> const TVXParsDouble& { return Run(current, numbersTried); });
 }
 
 const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expression,
                                                      bool numbersTried) {
   if (!expression.Head) return emptyResult_;
-  if (UseKernels && expression.Program &&
+  if (useKernels_ && expression.Program &&
       ((!numbersTried && expression.Program->RunNumbers()) || expression.Program->RunVectors()))
     return expression.Last->Result;
   if (!expression.JumpNode) return RunList(expression.Head);
@@ -157,8 +159,9 @@ const TVXParsDouble& TVXExpressionEvaluatorBase::Run(TVXParsExpression& expressi
 }
 
 bool TVXExpressionEvaluatorBase::isBoolean() const {
-  return current_ && current_->Last && current_->Last->Word &&
-         current_->Last->Word->GeTVXPArsVarType() == vtBoolean;
+  const TVXParsExpression* const current = Current();
+  return current && current->Last && current->Last->Word &&
+         current->Last->Word->GeTVXPArsVarType() == vtBoolean;
 }
 
 bool TVXExpressionEvaluatorBase::GetAsBoolean(int index) {
@@ -215,15 +218,14 @@ bool TVXExpressionEvaluatorBase::RunStretch(int index, int end, const int* jumps
   }
   if (!slot.Stretch->Run(jumps, jumpCount, running, previous)) return false;
   currentIndex_ = running;
-  current_ = expressions_[static_cast<std::size_t>(running)].get();
   return true;
 }
 
 void TVXExpressionEvaluatorBase::ClearExpressions() {
   stretches_.clear();
   fast_.clear();
+  fastCount_ = 0;
   expressions_.clear();
-  current_ = nullptr;
   currentIndex_ = -1;
   retiredWords_.clear();  // no compiled list reads them any more
 }
@@ -238,12 +240,14 @@ void TVXExpressionEvaluatorBase::Reset() {
 }
 
 std::string TVXExpressionEvaluatorBase::GetAsString() const {
-  if (!current_ || !current_->Last) return ParsDoubleAsString(EmptyResult(), decimalSeparator_);
-  return ParsDoubleAsString(current_->Last->Result, decimalSeparator_);
+  const TVXParsExpression* const current = Current();
+  if (!current || !current->Last) return ParsDoubleAsString(EmptyResult(), decimalSeparator_);
+  return ParsDoubleAsString(current->Last->Result, decimalSeparator_);
 }
 
 std::string TVXExpressionEvaluatorBase::GetAsHexadecimal() const {
-  const TVXParsDouble value = current_ && current_->Last ? current_->Last->Result : EmptyResult();
+  const TVXParsExpression* const current = Current();
+  const TVXParsDouble value = current && current->Last ? current->Last->Result : EmptyResult();
   if (value.VarType != vtDouble && value.VarType != vtBoolean) return rsInvalidDatatype;
   const double rounded = std::nearbyint(value.Value);
   if (!(rounded >= -9223372036854775808.0 && rounded < 9223372036854775808.0))

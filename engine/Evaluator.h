@@ -10,7 +10,7 @@
 // with it (a panel's main thread, or its evaluation thread while that runs a cycle). Ownership
 // may move between threads only with a hand-over that orders memory (a lock or a join). Another
 // thread may call RequestStop and StopRequested, and nothing else. The settings (FormatSettings,
-// ConstantFolding, UseKernels, BaseDirectory, Host) and the word list change only while no
+// ConstantFolding, kernels, BaseDirectory, Host) and the word list change only while no
 // evaluation runs; a body that blocks (Wait) waits on the stop event, so RequestStop ends it.
 #pragma once
 
@@ -116,11 +116,10 @@ class TVXExpressionEvaluatorBase {
   void GetResults(int index, TVXParsDouble& result) {
     // The commonest evaluation, arithmetic on numbers, inline: it cannot allocate.
     const auto slot = static_cast<std::size_t>(index);  // a negative index is out of range
-    if (slot < fast_.size() && UseKernels) {
+    if (slot < fastCount_) {
       const TFastEntry& entry = fast_[slot];
       double number;
-      if (entry.Program && entry.Program->RunNumbers(number)) {
-        current_ = entry.Expression;
+      if (entry.Program->RunNumbers(number)) {
         currentIndex_ = index;
         result.VarType = vtDouble;
         result.JumpFlag = false;
@@ -135,12 +134,11 @@ class TVXExpressionEvaluatorBase {
   // Arithmetic on numbers is tried here, inline, because a section runs it once per line.
   const TVXParsDouble& GetResultRef(int index) {
     const auto slot = static_cast<std::size_t>(index);
-    if (slot < fast_.size() && UseKernels) {
+    if (slot < fastCount_) {
       const TFastEntry& entry = fast_[slot];
-      if (entry.Program && entry.Program->RunNumbers()) {
-        current_ = entry.Expression;
+      if (entry.Program->RunNumbers()) {
         currentIndex_ = index;
-        return entry.Expression->Last->Result;
+        return entry.Program->Result();
       }
     }
     return GetResultRefListed(index);
@@ -148,7 +146,7 @@ class TVXExpressionEvaluatorBase {
   // Whether a stretch may start at index: the lines index and index + 1 (both before end)
   // have programs that a stretch runs. Inline, as the section runner asks it for every line.
   bool StretchStartsAt(int index, int end) const {
-    if (!UseKernels || index < 0 || index + 1 >= std::min(end, GetExpressionCount())) return false;
+    if (index < 0 || index + 1 >= std::min(end, static_cast<int>(fastCount_))) return false;
     const auto slot = static_cast<std::size_t>(index);
     return fast_[slot].Line() && fast_[slot + 1].Line();
   }
@@ -240,7 +238,11 @@ class TVXExpressionEvaluatorBase {
   // Constant folding during compilation (on by default).
   bool ConstantFolding = true;
   // The fast path of arithmetic expressions (on by default); results are the same without it.
-  bool UseKernels = true;
+  bool UseKernels() const { return useKernels_; }
+  void SetUseKernels(bool use) {
+    useKernels_ = use;
+    fastCount_ = use ? fast_.size() : 0;
+  }
   // The directory that relative file names of formulas resolve against.
   std::string BaseDirectory = ".";
 
@@ -295,17 +297,28 @@ class TVXExpressionEvaluatorBase {
   char listSeparator_;
   TVXParsExpressList words_{30};
   std::vector<std::unique_ptr<TVXParsExpression>> expressions_;
-  // Per expression, what the inline fast paths read: its program (null without one) and the
-  // expression. One load from the index instead of two.
+  // Per expression, what the inline fast paths read: its program (TVXKernelProgram::None()
+  // without one) and the expression.
   struct TFastEntry {
     TVXKernelProgram* Program;
     TVXParsExpression* Expression;
     // The program that a stretch runs for the line, or null.
-    TVXKernelProgram* Line() const { return Program ? Program : Expression->JumpProgram.get(); }
+    TVXKernelProgram* Line() const {
+      return Expression->Program ? Expression->Program.get() : Expression->JumpProgram.get();
+    }
   };
   std::vector<TFastEntry> fast_;
+  // The entries of fast_ that the inline paths use: all of them, none without kernels. One
+  // comparison decides both.
+  std::size_t fastCount_ = 0;
+  bool useKernels_ = true;
+  // The expression evaluated last (or compiled last, when none was evaluated after it); -1 for
+  // none.
   int currentIndex_ = -1;
-  TVXParsExpression* current_ = nullptr;
+  TVXParsExpression* Current() const {
+    return currentIndex_ >= 0 ? expressions_[static_cast<std::size_t>(currentIndex_)].get()
+                              : nullptr;
+  }
   // Per expression index, the stretch of lines with programs that starts there, made on first
   // use.
   struct StretchSlot {
@@ -324,8 +337,16 @@ class TVXExpressionEvaluatorBase {
 };
 
 // Copies a node's result the way an evaluation hands it out: the value (CopyParsDouble) and the
-// jump flag; storage of result is reused.
-void CopyResult(const TVXParsDouble& from, TVXParsDouble& result);
+// jump flag; storage of result is reused. A number, the commonest result, is copied inline.
+inline void CopyResult(const TVXParsDouble& from, TVXParsDouble& result) {
+  if (from.VarType == vtDouble) {
+    result.VarType = vtDouble;
+    result.Value = from.Value;
+  } else {
+    CopyParsDouble(from, result);
+  }
+  result.JumpFlag = from.JumpFlag;
+}
 
 // Runs a linear list from first to its end and returns the last node's result in place.
 const TVXParsDouble& RunList(TVXParsExpressionRec* first);

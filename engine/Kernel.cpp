@@ -22,6 +22,11 @@ const TVXParsKernel* KernelOf(const TVXParsExpressionRec* node) {
   return &function->Kernel;
 }
 
+bool IsArithmetic(TVXKernelOp op) {
+  return op == TVXKernelOp::kAdd || op == TVXKernelOp::kSubtract || op == TVXKernelOp::kMultiply ||
+         op == TVXKernelOp::kDivide;
+}
+
 int ArityOf(TVXKernelOp op) {
   switch (op) {
     case TVXKernelOp::kUnary:
@@ -40,6 +45,7 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
   Operand source;
   if (!BuildCode(*program, head, last, false, source)) return nullptr;
   program->result_ = &last->Result;
+  program->firstTarget_ = program->assignTarget_ ? program->assignTarget_ : program->result_;
   program->BuildScalarTree(source);
   return program;
 }
@@ -69,6 +75,7 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::BuildJump(TVXParsExpressionR
   program->jump_ = rule;
   program->vectorCapable_ = false;
   program->result_ = &last->Result;
+  program->firstTarget_ = program->result_;
   if (rule != JumpRule::kWhenFalse)
     return head == last && last->ArgData.empty() ? std::move(program) : nullptr;
   Operand condition;
@@ -97,14 +104,7 @@ bool TVXKernelProgram::BuildCode(TVXKernelProgram& program, TVXParsExpressionRec
     const TVXParsExpressionRec* arg = index < node->ArgRecs.size() ? node->ArgRecs[index] : nullptr;
     const bool constant = arg && arg->Word && arg->Word->GetIsVariable() &&
                           !arg->Word->GetCanVary() && data->VarType == vtDouble;
-    if (!constant) {
-      std::vector<const TVXPArsVarType*>& guards = program.guards_;
-      guards.push_back(&data->VarType);
-      if (guards.size() <= kInlineGuards)
-        program.guard_[guards.size() - 1] = guards.back();
-      else
-        program.guard_[kInlineGuards - 1] = &kSeveralKind;
-    }
+    if (!constant) program.guards_.push_back(&data->VarType);
     return true;
   };
 
@@ -130,6 +130,10 @@ bool TVXKernelProgram::BuildCode(TVXKernelProgram& program, TVXParsExpressionRec
     if (arity == 2 && !operandOf(node, 1, in.y)) return false;
     if (kernel->Op == TVXKernelOp::kCompare) program.vectorCapable_ = false;
     if (kernel->MayThrow) program.mayThrow_ = true;
+    // Every operation but the four arithmetic ones and a copy calls a function, which may
+    // raise: such a program checks the kinds before it runs.
+    if (kernel->MayThrow || (!IsArithmetic(kernel->Op) && kernel->Op != TVXKernelOp::kCopy))
+      program.checkFirst_ = true;
     in.out = static_cast<int>(program.code_.size());
     registers[&node->Result] = in.out;
     program.code_.push_back(in);
@@ -140,11 +144,6 @@ bool TVXKernelProgram::BuildCode(TVXKernelProgram& program, TVXParsExpressionRec
 }
 
 namespace {
-
-bool IsArithmetic(TVXKernelOp op) {
-  return op == TVXKernelOp::kAdd || op == TVXKernelOp::kSubtract || op == TVXKernelOp::kMultiply ||
-         op == TVXKernelOp::kDivide;
-}
 
 // The operation of a node: the four arithmetic operations inline, every other one through the
 // element function of its word (the very function the word's body applies).
@@ -163,35 +162,64 @@ using Kind = TVXKernelOp;
 constexpr Kind kInPlace = TVXKernelOp::kNone;
 constexpr Kind kChild = TVXKernelOp::kCopy;
 
-template <Kind K>
-inline double OperandValue(const TVXScalarNode& n, const TVXScalarOperand& o) {
-  if constexpr (K == kInPlace)
-    return *o.value[0];
-  else if constexpr (K == kChild)
-    return o.child->Eval(*o.child);
-  else
-    return Apply<K>(n, *o.value[0], *o.value[1]);
+// An operand's number, and with Checked the kinds of the values it read.
+template <Kind K, bool Checked>
+inline auto OperandValue(const TVXScalarNode& n, const TVXScalarOperand& o) {
+  if constexpr (!Checked) {
+    if constexpr (K == kInPlace)
+      return o.value[0]->Value;
+    else if constexpr (K == kChild)
+      return o.child->Eval(*o.child);
+    else
+      return Apply<K>(n, o.value[0]->Value, o.value[1]->Value);
+  } else {
+    if constexpr (K == kInPlace)
+      return TVXScalarValue{o.value[0]->Value, o.value[0]->VarType};
+    else if constexpr (K == kChild)
+      return o.child->EvalChecked(*o.child);
+    else
+      return TVXScalarValue{Apply<K>(n, o.value[0]->Value, o.value[1]->Value),
+                            static_cast<unsigned>(o.value[0]->VarType | o.value[1]->VarType)};
+  }
 }
 
 // x op y. The left operand is computed first, as the linear list does, so that of two raising
 // operations the same one raises.
 template <TVXKernelOp Op, Kind Left, Kind Right>
 double EvalBinary(const TVXScalarNode& n) {
-  const double x = OperandValue<Left>(n, n.operand[0]);
-  const double y = OperandValue<Right>(n, n.operand[1]);
+  const double x = OperandValue<Left, false>(n, n.operand[0]);
+  const double y = OperandValue<Right, false>(n, n.operand[1]);
   return Apply<Op>(n, x, y);
+}
+template <TVXKernelOp Op, Kind Left, Kind Right>
+TVXScalarValue EvalBinaryChecked(const TVXScalarNode& n) {
+  const TVXScalarValue x = OperandValue<Left, true>(n, n.operand[0]);
+  const TVXScalarValue y = OperandValue<Right, true>(n, n.operand[1]);
+  return {Apply<Op>(n, x.Number, y.Number), x.Kinds | y.Kinds};
 }
 
 template <bool Copy, Kind K>
 double EvalUnary(const TVXScalarNode& n) {
-  const double x = OperandValue<K>(n, n.operand[0]);
+  const double x = OperandValue<K, false>(n, n.operand[0]);
   if constexpr (Copy)
     return x;
   else
     return n.unary(x);
 }
+template <bool Copy, Kind K>
+TVXScalarValue EvalUnaryChecked(const TVXScalarNode& n) {
+  const TVXScalarValue x = OperandValue<K, true>(n, n.operand[0]);
+  if constexpr (Copy)
+    return x;
+  else
+    return {n.unary(x.Number), x.Kinds};
+}
 
-using ScalarEval = double (*)(const TVXScalarNode&);
+// A node's two functions.
+struct ScalarEval {
+  double (*Eval)(const TVXScalarNode&);
+  TVXScalarValue (*EvalChecked)(const TVXScalarNode&);
+};
 
 // Calls make(tag) with tag's value the compile-time form of kind.
 template <typename Make>
@@ -221,7 +249,8 @@ ScalarEval BinaryEval(TVXKernelOp op, Kind left, Kind right) {
       return ForKind(right, [&](auto rightTag) -> ScalarEval {
         constexpr TVXKernelOp kOp =
             decltype(opTag)::value == kChild ? TVXKernelOp::kBinary : decltype(opTag)::value;
-        return &EvalBinary<kOp, decltype(leftTag)::value, decltype(rightTag)::value>;
+        constexpr Kind kLeft = decltype(leftTag)::value, kRight = decltype(rightTag)::value;
+        return ScalarEval{&EvalBinary<kOp, kLeft, kRight>, &EvalBinaryChecked<kOp, kLeft, kRight>};
       });
     });
   });
@@ -229,18 +258,29 @@ ScalarEval BinaryEval(TVXKernelOp op, Kind left, Kind right) {
 
 ScalarEval UnaryEval(bool copy, Kind kind) {
   return ForKind(kind, [&](auto tag) -> ScalarEval {
-    return copy ? &EvalUnary<true, decltype(tag)::value> : &EvalUnary<false, decltype(tag)::value>;
+    constexpr Kind kKind = decltype(tag)::value;
+    return copy ? ScalarEval{&EvalUnary<true, kKind>, &EvalUnaryChecked<true, kKind>}
+                : ScalarEval{&EvalUnary<false, kKind>, &EvalUnaryChecked<false, kKind>};
   });
 }
 
 }  // namespace
 
-bool TVXKernelProgram::RunNumbersGuarded(unsigned kinds, double& number) {
-  if (kinds != kSeveralKind) return false;  // an input that is not a number
-  for (std::size_t i = kInlineGuards - 1; i < guards_.size(); ++i)
-    if (*guards_[i] != vtDouble) return false;
-  number = RunUnguarded();
-  return true;
+TVXScalarValue TVXKernelProgram::CheckThenEval(const TVXScalarNode& root) {
+  unsigned kinds = vtDouble;
+  for (const TVXPArsVarType* kind : root.checkedBy->guards_) kinds |= *kind;
+  if (kinds != vtDouble) return {0.0, kinds};
+  return {root.Eval(root), vtDouble};
+}
+
+TVXKernelProgram& TVXKernelProgram::None() {
+  static const std::unique_ptr<TVXKernelProgram> none = [] {
+    auto program = std::unique_ptr<TVXKernelProgram>(new TVXKernelProgram());
+    // Reports a kind that is not a number's, and computes nothing.
+    program->root_.EvalChecked = [](const TVXScalarNode&) { return TVXScalarValue{0.0, vtVector}; };
+    return program;
+  }();
+  return *none;
 }
 
 void TVXKernelProgram::BuildScalarTree(const Operand& rootSource) {
@@ -249,24 +289,30 @@ void TVXKernelProgram::BuildScalarTree(const Operand& rootSource) {
   nodes_.reserve(code_.size() + 1);
   if (rootSource.input) {
     TVXScalarNode copy;
-    copy.Eval = UnaryEval(true, kInPlace);
-    copy.operand[0].value[0] = &rootSource.input->Value;
+    const ScalarEval eval = UnaryEval(true, kInPlace);
+    copy.Eval = eval.Eval;
+    copy.EvalChecked = eval.EvalChecked;
+    copy.operand[0].value[0] = rootSource.input;
     root_ = copy;
-    return;
+  } else {
+    root_ = *ScalarNodeOf(rootSource.reg);
   }
-  root_ = *ScalarNodeOf(rootSource.reg);
+  if (checkFirst_) {
+    root_.EvalChecked = &CheckThenEval;
+    root_.checkedBy = this;
+  }
 }
 
 TVXKernelOp TVXKernelProgram::ScalarOperandOf(const Operand& from, TVXScalarOperand& to) {
   if (from.input) {
-    to.value[0] = &from.input->Value;
+    to.value[0] = from.input;
     return kInPlace;
   }
   // An arithmetic operation on two values read in place is computed inline by its parent.
   const Instruction& inner = code_[static_cast<std::size_t>(from.reg)];
   if (IsArithmetic(inner.op) && inner.x.input && inner.y.input) {
-    to.value[0] = &inner.x.input->Value;
-    to.value[1] = &inner.y.input->Value;
+    to.value[0] = inner.x.input;
+    to.value[1] = inner.y.input;
     return inner.op;
   }
   to.child = ScalarNodeOf(from.reg);
@@ -280,12 +326,15 @@ const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
   node.binary = in.binary;
   // Operands first: a child is complete before its parent points at it.
   const Kind left = ScalarOperandOf(in.x, node.operand[0]);
+  ScalarEval eval;
   if (ArityOf(in.op) == 1) {
-    node.Eval = UnaryEval(in.op == TVXKernelOp::kCopy, left);
+    eval = UnaryEval(in.op == TVXKernelOp::kCopy, left);
   } else {
     const Kind right = ScalarOperandOf(in.y, node.operand[1]);
-    node.Eval = BinaryEval(in.op, left, right);
+    eval = BinaryEval(in.op, left, right);
   }
+  node.Eval = eval.Eval;
+  node.EvalChecked = eval.EvalChecked;
   nodes_.push_back(node);
   return &nodes_.back();
 }

@@ -8,6 +8,13 @@
 // and vectors of one length it runs block by block over the vectors (one pass, loops the
 // compiler vectorises), and otherwise the linear list runs as usual. Both paths compute exactly
 // the same results: the element operations are the very functions the bodies use.
+//
+// The kinds are checked in one of two ways. A program of arithmetic operations, evaluated
+// alone, reads each value's kind beside its number while it runs and keeps the result only when
+// all of them were numbers; until then it has written nothing. A program that calls functions
+// checks the kinds first instead: an operation that can raise must never see a value that is
+// not a number, and the kinds would have to be kept across every call. A stretch of lines checks
+// once for all its lines and then runs them without looking.
 #pragma once
 
 #include <cstddef>
@@ -22,25 +29,36 @@ namespace loom {
 struct TVXParsExpressionRec;
 
 struct TVXScalarNode;
+class TVXKernelProgram;
+
+// What a node computes, with the kinds of the values it read ORed together: all of them were
+// numbers exactly when Kinds is 0. Returned in two machine registers.
+struct TVXScalarValue {
+  double Number;
+  unsigned Kinds;
+};
 
 // An operand of a numbers-only node: one value read in place, two values that an arithmetic
 // operation combines inline, or a child node.
 struct TVXScalarOperand {
-  const double* value[2] = {nullptr, nullptr};
+  const TVXParsDouble* value[2] = {nullptr, nullptr};
   const TVXScalarNode* child = nullptr;
 };
 
 // One operation of a numbers-only run. Nodes return their number, so that the values between
-// operations stay in machine registers; Eval is a function specialised for the operation and
-// for where each operand comes from.
+// operations stay in machine registers. Eval and EvalChecked are functions specialised for the
+// operation and for where each operand comes from; EvalChecked also returns the kinds read.
 struct TVXScalarNode {
   double (*Eval)(const TVXScalarNode& node) = nullptr;
+  TVXScalarValue (*EvalChecked)(const TVXScalarNode& node) = nullptr;
   TVXScalarOperand operand[2];
   double (*unary)(double) = nullptr;
   double (*binary)(double, double) = nullptr;
+  // The root of a program that checks the kinds before it runs: that program.
+  const TVXKernelProgram* checkedBy = nullptr;
 };
 
-// The guard ORs the kinds of the values read: all numbers exactly when the result is 0.
+// Kinds are ORed: all numbers exactly when the result is 0.
 static_assert(vtDouble == 0);
 
 class TVXKernelProgram {
@@ -57,16 +75,14 @@ class TVXKernelProgram {
 
   // The case of numbers only, tried first: when every value read is a number, runs the
   // program, writes the number into last->Result (and the assignment's target) and into
-  // number, and returns true; otherwise changes nothing and returns false. Inline: a section
-  // runs it once per line.
+  // number, and returns true; otherwise changes nothing and returns false. Inline: GetResults
+  // runs it for every evaluation.
   bool RunNumbers(double& number) {
-    // Five kinds are read without a loop; a missing input reads a number's kind. With more
-    // than five inputs the fifth slot reads kSeveralKind, and the others are checked out of
-    // line.
-    const unsigned kinds = *guard_[0] | *guard_[1] | *guard_[2] | *guard_[3] | *guard_[4];
-    if (kinds != vtDouble) [[unlikely]]
-      return RunNumbersGuarded(kinds, number);
-    number = RunUnguarded();
+    const TVXScalarValue value = root_.EvalChecked(root_);
+    if (value.Kinds != vtDouble) [[unlikely]]
+      return false;
+    number = value.Number;
+    Write(number);
     return true;
   }
   bool RunNumbers() {
@@ -74,17 +90,18 @@ class TVXKernelProgram {
     return RunNumbers(number);
   }
 
-  // RunNumbers without its guard: the caller knows that every value read is a number.
+  // RunNumbers without its check: the caller knows that every value read is a number.
   double RunUnguarded() {
     const double number = root_.Eval(root_);
-    if (assignTarget_) {
-      assignTarget_->VarType = vtDouble;
-      assignTarget_->Value = number;
-    }
-    result_->VarType = vtDouble;
-    result_->Value = number;
+    Write(number);
     return number;
   }
+  // The expression's result, which a run writes.
+  const TVXParsDouble& Result() const { return *result_; }
+  // A program whose RunNumbers always refuses: what the inline paths find for an expression
+  // without a program, so that they need not test for one. It writes nothing and may be shared
+  // by threads.
+  static TVXKernelProgram& None();
 
   bool IsJump() const { return jump_ != JumpRule::kNone; }
   // The jump command's run, unguarded: computes whether it jumps, writes that into
@@ -123,9 +140,16 @@ class TVXKernelProgram {
     int out;  // register
   };
 
-  // RunNumbers when the inline guards found kinds other than numbers: runs when those were
-  // only kSeveralKind and every guard beyond the inline ones reads a number.
-  bool RunNumbersGuarded(unsigned kinds, double& number);
+  // Writes a run's number into last->Result and the assignment's target.
+  void Write(double number) {
+    firstTarget_->VarType = vtDouble;
+    firstTarget_->Value = number;
+    result_->VarType = vtDouble;
+    result_->Value = number;
+  }
+  // The root's EvalChecked in a program that checks the kinds first: the kinds read, and when
+  // all are numbers the run's number (0 otherwise, with nothing run).
+  static TVXScalarValue CheckThenEval(const TVXScalarNode& root);
   // Builds the code of the list from head to last; false when a node is not pure arithmetic.
   // rootSource becomes what the tree's root computes: the value assigned, the last node's, or
   // with jumpCommand the condition of last, a jump command.
@@ -145,21 +169,19 @@ class TVXKernelProgram {
   std::vector<TVXScalarNode> nodes_;          // sized once, since nodes point at each other
   TVXScalarNode root_;                        // a copy of the root, read without a pointer
   std::vector<const TVXParsDouble*> inputs_;  // every value read, checked before a vector run
-  // The kinds of the inputs that may stop being numbers: all of them, and the ones that
-  // RunNumbers reads inline (the first four and kSeveralKind when there are more than five).
-  // kSeveralKind is no kind that values have, nor an OR of such kinds.
-  static constexpr int kInlineGuards = 5;
-  static constexpr TVXPArsVarType kNumberKind = vtDouble;
-  static constexpr auto kSeveralKind = static_cast<TVXPArsVarType>(0x80);
+  // The kinds of the inputs that may stop being numbers (constants cannot): what a stretch and
+  // CheckThenEval check.
   std::vector<const TVXPArsVarType*> guards_;
-  const TVXPArsVarType* guard_[kInlineGuards] = {&kNumberKind, &kNumberKind, &kNumberKind,
-                                                 &kNumberKind, &kNumberKind};
+  bool checkFirst_ = false;  // RunNumbers checks the kinds before the run: an operation calls out
   TVXParsDouble* assignTarget_ = nullptr;
   Operand assignSource_;
   // Whether a jump command ends the line, and when it jumps.
   enum class JumpRule : std::uint8_t { kNone, kAlways, kNever, kWhenFalse };
   JumpRule jump_ = JumpRule::kNone;
   TVXParsDouble* result_ = nullptr;  // the last node's result
+  // What a numbers-only run writes first: the assignment's target, else the result itself, so
+  // that Write has no branch.
+  TVXParsDouble* firstTarget_ = nullptr;
   bool vectorCapable_ = true;
   bool mayThrow_ = false;  // an operation can raise: a vector run writes its target last
   // Vector runs: the numbers of registers that hold one number for the whole run; per

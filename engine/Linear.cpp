@@ -58,11 +58,6 @@ void TVXExpressionEvaluatorBase::EvaluateList(TVXParsExpressionRec* first, TVXPa
   CopyResult(RunList(first), result);
 }
 
-void CopyResult(const TVXParsDouble& last, TVXParsDouble& result) {
-  CopyParsDouble(last, result);
-  result.JumpFlag = last.JumpFlag;
-}
-
 TVXParsDouble TVXExpressionEvaluatorBase::EvaluateList(TVXParsExpressionRec* first) {
   TVXParsDouble result;
   EvaluateList(first, result);

@@ -54,7 +54,7 @@ const char* const kFormulas[] = {
 std::string Observed(bool useKernels, const std::string& setup, const std::string& formula,
                      bool* tookFastPath = nullptr) {
   TVXExpressionEvaluator evaluator;
-  evaluator.UseKernels = useKernels;
+  evaluator.SetUseKernels(useKernels);
   Outcome(evaluator, std::string(kSetups[0]) + "\ny := 0");
   std::string outcome;
   int index = -1;
@@ -133,7 +133,7 @@ class NoJumps : public TVXSectionObserver {
 std::string SectionObserved(bool useKernels, const std::string& setup, const char* text,
                             TVXSectionObserver* observer) {
   TVXExpressionEvaluator evaluator;
-  evaluator.UseKernels = useKernels;
+  evaluator.SetUseKernels(useKernels);
   Outcome(evaluator, setup + "\nx := 0\nz := 0\nn := 0\ny := 0");
   const int first = evaluator.GetExpressionCount();
   std::string outcome;
