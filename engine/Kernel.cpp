@@ -125,7 +125,7 @@ bool TVXKernelProgram::BuildCode(TVXKernelProgram& program, TVXParsExpressionRec
     }
     const int arity = ArityOf(kernel->Op);
     if (static_cast<int>(node->ArgData.size()) != arity) return false;
-    Instruction in{kernel->Op, kernel->Unary, kernel->Binary, {}, {}, 0};
+    Instruction in{kernel->Op, kernel, {}, {}, 0};
     if (!operandOf(node, 0, in.x)) return false;
     if (arity == 2 && !operandOf(node, 1, in.y)) return false;
     if (kernel->Op == TVXKernelOp::kCompare) program.vectorCapable_ = false;
@@ -322,8 +322,8 @@ TVXKernelOp TVXKernelProgram::ScalarOperandOf(const Operand& from, TVXScalarOper
 const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
   const Instruction& in = code_[static_cast<std::size_t>(reg)];
   TVXScalarNode node;
-  node.unary = in.unary;
-  node.binary = in.binary;
+  node.unary = in.kernel->Unary;
+  node.binary = in.kernel->Binary;
   // Operands first: a child is complete before its parent points at it.
   const Kind left = ScalarOperandOf(in.x, node.operand[0]);
   ScalarEval eval;
@@ -342,16 +342,25 @@ const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
 TVXKernelStretch::TVXKernelStretch(int first, std::vector<TVXKernelProgram*> lines)
     : first_(first), lines_(std::move(lines)) {
   // Up to the first jump command every line runs, in order: a value written there is a number
-  // for the lines after it. After it, a line may be jumped over, so every value read is checked.
-  std::vector<const TVXPArsVarType*> written;
+  // for every line after it. After it, a value written is a number for the lines up to the next
+  // jump command: such a line is reached only from the line before it, since a jump followed
+  // inside the stretch lands right after a jump command (RunWithJumps leaves the stretch for
+  // any other). Every other value read is checked.
+  std::vector<const TVXPArsVarType*> always, sinceJump;
+  auto contains = [](const std::vector<const TVXPArsVarType*>& kinds, const TVXPArsVarType* kind) {
+    return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+  };
   bool straight = true;
   for (const TVXKernelProgram* program : lines_) {
-    for (const TVXPArsVarType* kind : program->guards_) {
-      if (std::find(written.begin(), written.end(), kind) != written.end()) continue;
-      if (std::find(guards_.begin(), guards_.end(), kind) == guards_.end()) guards_.push_back(kind);
+    for (const TVXPArsVarType* kind : program->guards_)
+      if (!contains(always, kind) && !contains(sinceJump, kind) && !contains(guards_, kind))
+        guards_.push_back(kind);
+    if (program->IsJump()) {
+      straight = false;
+      sinceJump.clear();
     }
-    if (program->IsJump()) straight = false;
-    if (straight && program->assignTarget_) written.push_back(&program->assignTarget_->VarType);
+    if (program->assignTarget_)
+      (straight ? always : sinceJump).push_back(&program->assignTarget_->VarType);
   }
   jumpCommands_ = !straight;
 }
@@ -373,17 +382,20 @@ bool TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& runnin
       if (!program.IsJump()) {
         program.RunUnguarded();
       } else if (program.RunJump() && jumps) {
-        // A jump forward within the stretch is taken here; any other leaves it.
         const int line = lineOf(at);
         const int target = line < jumpCount ? jumps[line] : -1;
         if (target >= 0) {
-          if (target <= line || target - first_ > static_cast<int>(lines_.size())) {
+          // Followed here: forward, within the stretch or just past it, and landing right
+          // after a jump command (the guards rely on it).
+          const int offset = target - first_;
+          if (target <= line || offset > static_cast<int>(lines_.size()) ||
+              !begin[offset - 1]->IsJump()) {
             running = line;
             previous = -1;
             return true;
           }
           before = at;
-          at = begin + (target - first_);
+          at = begin + offset;
           continue;
         }
       }
@@ -415,27 +427,6 @@ bool TVXKernelProgram::RunVectors() {
   if (length == 0 && mayThrow_) return false;
   return anyVector && RunVectorBlocks(length);
 }
-
-namespace {
-
-// out[i] = op(x[i], y[i]) where a scalar operand (xs / ys) is one number for every element.
-template <class Op>
-inline void Apply2(const double* x, bool xs, const double* y, bool ys, double* out, std::size_t n,
-                   Op op) {
-  if (!xs && !ys) {
-    for (std::size_t i = 0; i < n; ++i) out[i] = op(x[i], y[i]);
-  } else if (xs && !ys) {
-    const double a = *x;
-    for (std::size_t i = 0; i < n; ++i) out[i] = op(a, y[i]);
-  } else if (!xs && ys) {
-    const double b = *y;
-    for (std::size_t i = 0; i < n; ++i) out[i] = op(x[i], b);
-  } else {
-    out[0] = op(*x, *y);
-  }
-}
-
-}  // namespace
 
 bool TVXKernelProgram::RunVectorBlocks(std::size_t length) {
   // The registers of vector runs are made by the first one: most formulas never see a vector.
@@ -499,27 +490,32 @@ void TVXKernelProgram::RunBlock(std::size_t offset, std::size_t count, int resul
       const std::size_t n = xs ? 1 : count;
       if (in.op == TVXKernelOp::kCopy)
         std::copy(x, x + n, out);
+      else if (in.kernel->UnaryBlock)
+        in.kernel->UnaryBlock(x, out, n);
       else
-        for (std::size_t i = 0; i < n; ++i) out[i] = in.unary(x[i]);
+        for (std::size_t i = 0; i < n; ++i) out[i] = in.kernel->Unary(x[i]);
       continue;
     }
     const double* y = pointer(in.y);
     const bool ys = scalar(in.y);
     switch (in.op) {
       case TVXKernelOp::kAdd:
-        Apply2(x, xs, y, ys, out, count, [](double a, double b) { return a + b; });
+        ApplyBlock(x, xs, y, ys, out, count, [](double a, double b) { return a + b; });
         break;
       case TVXKernelOp::kSubtract:
-        Apply2(x, xs, y, ys, out, count, [](double a, double b) { return a - b; });
+        ApplyBlock(x, xs, y, ys, out, count, [](double a, double b) { return a - b; });
         break;
       case TVXKernelOp::kMultiply:
-        Apply2(x, xs, y, ys, out, count, [](double a, double b) { return a * b; });
+        ApplyBlock(x, xs, y, ys, out, count, [](double a, double b) { return a * b; });
         break;
       case TVXKernelOp::kDivide:
-        Apply2(x, xs, y, ys, out, count, [](double a, double b) { return a / b; });
+        ApplyBlock(x, xs, y, ys, out, count, [](double a, double b) { return a / b; });
         break;
       default:
-        Apply2(x, xs, y, ys, out, count, in.binary);
+        if (in.kernel->BinaryBlock)
+          in.kernel->BinaryBlock(x, xs, y, ys, out, count);
+        else
+          ApplyBlock(x, xs, y, ys, out, count, in.kernel->Binary);
         break;
     }
   }

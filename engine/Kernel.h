@@ -61,6 +61,25 @@ struct TVXScalarNode {
 // Kinds are ORed: all numbers exactly when the result is 0.
 static_assert(vtDouble == 0);
 
+// out[i] = op(x[i], y[i]) for i < n, where an operand marked scalar (xs, ys) is one number for
+// every element; two scalars give out[0] alone. The loop of every binary operation of a vector
+// run, and of the block functions that words provide (TVXParsKernel::BinaryBlock).
+template <class Op>
+inline void ApplyBlock(const double* x, bool xs, const double* y, bool ys, double* out,
+                       std::size_t n, Op op) {
+  if (!xs && !ys) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = op(x[i], y[i]);
+  } else if (xs && !ys) {
+    const double a = *x;
+    for (std::size_t i = 0; i < n; ++i) out[i] = op(a, y[i]);
+  } else if (!xs && ys) {
+    const double b = *y;
+    for (std::size_t i = 0; i < n; ++i) out[i] = op(x[i], b);
+  } else {
+    out[0] = op(*x, *y);
+  }
+}
+
 class TVXKernelProgram {
  public:
   // Builds the program of a linear list, or returns null when a node is not pure arithmetic.
@@ -134,8 +153,7 @@ class TVXKernelProgram {
   };
   struct Instruction {
     TVXKernelOp op;
-    double (*unary)(double);
-    double (*binary)(double, double);
+    const TVXParsKernel* kernel;  // the word's: its element operation and block functions
     Operand x, y;
     int out;  // register
   };
@@ -194,9 +212,10 @@ class TVXKernelProgram {
 // Consecutive lines of a section that have programs, run on numbers as one: arithmetic lines
 // and jump commands with arithmetic conditions. A single guard checks the values that the
 // lines may read before they write them (a value a line writes is a number afterwards), then
-// every line's program runs unguarded. A jump forward within the stretch is followed inside
-// it; any other jump ends it and is left to the section runner, so that a loop comes back to
-// the runner on every turn.
+// every line's program runs unguarded. A jump forward within the stretch that lands right after
+// a jump command, as every forward jump of a paired section does, is followed inside it; any
+// other jump ends it and is left to the section runner, so that a loop comes back to the runner
+// on every turn.
 class TVXKernelStretch {
  public:
   // lines[k] is the program of line first + k.
@@ -229,8 +248,12 @@ class TVXKernelStretch {
 
  private:
   bool GuardsHold() const {
-    unsigned kinds = 0;
-    for (const TVXPArsVarType* kind : guards_) kinds |= *kind;
+    // Four kinds per step: the ORs do not wait for each other.
+    const TVXPArsVarType* const* kind = guards_.data();
+    const TVXPArsVarType* const* const end = kind + guards_.size();
+    unsigned kinds = vtDouble;
+    for (; end - kind >= 4; kind += 4) kinds |= *kind[0] | *kind[1] | *kind[2] | *kind[3];
+    for (; kind != end; ++kind) kinds |= **kind;
     return kinds == vtDouble;
   }
   bool RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous);

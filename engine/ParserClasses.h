@@ -6,6 +6,7 @@
 // TVXParsExpressionRec nodes, each of which runs one word's procedure.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <stdexcept>
@@ -278,6 +279,13 @@ struct TVXParsKernel {
   double (*Unary)(double) = nullptr;
   double (*Binary)(double, double) = nullptr;
   bool MayThrow = false;  // the operation can raise (an integer conversion, say)
+  // The same operation over a block of elements, when the word provides it: one loop with the
+  // element operation inlined instead of a call through Unary or Binary per element. A binary
+  // block broadcasts as ApplyBlock (engine/Kernel.h) does; xs and ys mark an operand that is one
+  // number for every element.
+  void (*UnaryBlock)(const double* x, double* out, std::size_t n) = nullptr;
+  void (*BinaryBlock)(const double* x, bool xs, const double* y, bool ys, double* out,
+                      std::size_t n) = nullptr;
 };
 
 // A function or an operator, and the registration record of the function list.

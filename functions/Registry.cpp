@@ -15,6 +15,7 @@
 #include <string>
 #include <utility>
 
+#include "engine/Kernel.h"
 #include "functions/Bodies.h"
 #include "functions/Elements.h"
 
@@ -55,14 +56,27 @@ constexpr RowFacts Writes{((std::uint32_t{1} << Args) | ...), {}};
 constexpr RowFacts Fast(TVXKernelOp op) {
   return {0, {op}};
 }
-constexpr RowFacts Unary(double (*f)(double)) {
-  return {0, {TVXKernelOp::kUnary, f}};
+// The block functions of element operations: the operation inlined into the loop.
+template <double (*F)(double)>
+void UnaryBlock(const double* x, double* out, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) out[i] = F(x[i]);
 }
-constexpr RowFacts Binary(double (*f)(double, double)) {
-  return {0, {TVXKernelOp::kBinary, nullptr, f}};
+template <double (*F)(double, double)>
+void BinaryBlock(const double* x, bool xs, const double* y, bool ys, double* out, std::size_t n) {
+  ApplyBlock(x, xs, y, ys, out, n, [](double a, double b) { return F(a, b); });
 }
-constexpr RowFacts ScalarRight(double (*f)(double, double), bool mayThrow = false) {
-  return {0, {TVXKernelOp::kScalarRight, nullptr, f, mayThrow}};
+
+template <double (*F)(double)>
+constexpr RowFacts Unary() {
+  return {0, {TVXKernelOp::kUnary, F, nullptr, false, &UnaryBlock<F>}};
+}
+template <double (*F)(double, double)>
+constexpr RowFacts Binary() {
+  return {0, {TVXKernelOp::kBinary, nullptr, F, false, nullptr, &BinaryBlock<F>}};
+}
+template <double (*F)(double, double)>
+constexpr RowFacts ScalarRight(bool mayThrow = false) {
+  return {0, {TVXKernelOp::kScalarRight, nullptr, F, mayThrow, nullptr, &BinaryBlock<F>}};
 }
 constexpr RowFacts Compare(double (*f)(double, double)) {
   return {0, {TVXKernelOp::kCompare, nullptr, f}};
@@ -146,11 +160,11 @@ constexpr ConstantRow kConstants[] = {
 constexpr OperatorRow kOperators[] = {
   // name class args prec body                help file                                       description  (facts)
   {"!",   F, 1,  10, _VXParsFactorial,    "!_(Factorial)_Operator.htm",                  "Factorial (postfix)"},
-  {"%",   F, 1,  10, _VXParsPercent,      "__(Percentage)_Operator.htm",                 "Percent: the value times 0.01 (postfix)", Unary(element::Percent)},
-  {"-@",  F, 1,  10, _VXParsUnaryMinus,   "",                                            "Unary minus", Unary(element::Negate)},
+  {"%",   F, 1,  10, _VXParsPercent,      "__(Percentage)_Operator.htm",                 "Percent: the value times 0.01 (postfix)", Unary<element::Percent>()},
+  {"-@",  F, 1,  10, _VXParsUnaryMinus,   "",                                            "Unary minus", Unary<element::Negate>()},
   {"+@",  F, 1,  10, _VXParsUnaryPlus,    "",                                            "Unary plus", Fast(kCopy)},
-  {"^",   F, 2,  20, _VXParsPower,        "^_(Power)_Operator.htm",                      "Power with a real exponent", ScalarRight(element::Power)},
-  {"^@",  F, 2,  20, _VXParsIntPower,     "",                                            "Power with an integer exponent", ScalarRight(element::IntegerPower, /*mayThrow=*/true)},
+  {"^",   F, 2,  20, _VXParsPower,        "^_(Power)_Operator.htm",                      "Power with a real exponent", ScalarRight<element::Power>()},
+  {"^@",  F, 2,  20, _VXParsIntPower,     "",                                            "Power with an integer exponent", ScalarRight<element::IntegerPower>(/*mayThrow=*/true)},
   {"*",   F, 2,  30, _VXParsMultiply,     "__(Multiplication)_Operator.htm",             "Multiplication", Fast(kMultiply)},
   {"/",   F, 2,  30, _VXParsDivide,       "__(Division)_Operator.htm",                   "Division", Fast(kDivide)},
   {"div", F, 2,  30, _VXParsDiv,          "div_(Integer_Division)_Operator.htm",         "Integer division, truncating toward zero"},
@@ -175,18 +189,18 @@ constexpr OperatorRow kOperators[] = {
 // power and pow share one body and one help page. MovingAverage belongs to this group.
 constexpr FunctionRow kBasicFunctions[] = {
   // name           class args body                  syntax                                               help file                     description  (facts)
-  {"sqrt",          F, 1, _VXParsSqrt,          "Sqrt( arg )",                                       "Sqrt_Function.htm",          "Square root", Unary(element::Sqrt)},
-  {"abs",           F, 1, _VXParsAbs,           "Abs( arg )",                                        "Abs_Function.htm",           "Absolute value", Unary(element::Abs)},
-  {"round",         F, 1, _VXParsRound,         "Round( arg )",                                      "Round_Function.htm",         "Nearest integer, halves to the even neighbour", Unary(element::Round)},
-  {"trunc",         F, 1, _VXParsTrunc,         "Trunc( arg )",                                      "Trunc_Function.htm",         "Integer part, truncated toward zero", Unary(element::Trunc)},
-  {"power",         F, 2, _VXParsPower,         "Power( base, exponent )",                           "Power_Function.htm",         "Base raised to a real exponent", ScalarRight(element::Power)},
-  {"pow",           F, 2, _VXParsPower,         "Pow( base, exponent )",                             "Power_Function.htm",         "Base raised to a real exponent", ScalarRight(element::Power)},
-  {"intpower",      F, 2, _VXParsIntPower,      "IntPower( base, exponent )",                        "IntPower_Function.htm",      "Base raised to an integer exponent", ScalarRight(element::IntegerPower, /*mayThrow=*/true)},
-  {"max",           F, 2, _VXParsMax,           "Max( arg1, arg2 )",                                 "Max_Function.htm",           "The larger of two values", Binary(element::Max)},
-  {"min",           F, 2, _VXParsMin,           "Min( arg1, arg2 )",                                 "Min_Function.htm",           "The smaller of two values", Binary(element::Min)},
+  {"sqrt",          F, 1, _VXParsSqrt,          "Sqrt( arg )",                                       "Sqrt_Function.htm",          "Square root", Unary<element::Sqrt>()},
+  {"abs",           F, 1, _VXParsAbs,           "Abs( arg )",                                        "Abs_Function.htm",           "Absolute value", Unary<element::Abs>()},
+  {"round",         F, 1, _VXParsRound,         "Round( arg )",                                      "Round_Function.htm",         "Nearest integer, halves to the even neighbour", Unary<element::Round>()},
+  {"trunc",         F, 1, _VXParsTrunc,         "Trunc( arg )",                                      "Trunc_Function.htm",         "Integer part, truncated toward zero", Unary<element::Trunc>()},
+  {"power",         F, 2, _VXParsPower,         "Power( base, exponent )",                           "Power_Function.htm",         "Base raised to a real exponent", ScalarRight<element::Power>()},
+  {"pow",           F, 2, _VXParsPower,         "Pow( base, exponent )",                             "Power_Function.htm",         "Base raised to a real exponent", ScalarRight<element::Power>()},
+  {"intpower",      F, 2, _VXParsIntPower,      "IntPower( base, exponent )",                        "IntPower_Function.htm",      "Base raised to an integer exponent", ScalarRight<element::IntegerPower>(/*mayThrow=*/true)},
+  {"max",           F, 2, _VXParsMax,           "Max( arg1, arg2 )",                                 "Max_Function.htm",           "The larger of two values", Binary<element::Max>()},
+  {"min",           F, 2, _VXParsMin,           "Min( arg1, arg2 )",                                 "Min_Function.htm",           "The smaller of two values", Binary<element::Min>()},
   {"Ceil",          F, 1, _VXParsCeil,          "Ceil( arg )",                                       "Ceil_Function.htm",          "Smallest integer not below the value"},
   {"Floor",         F, 1, _VXParsFloor,         "Floor( arg )",                                      "Floor_Function.htm",         "Largest integer not above the value"},
-  {"Frac",          F, 1, _VXParsFrac,          "Frac( arg )",                                       "Frac_Function.htm",          "Fractional part", Unary(element::Frac)},
+  {"Frac",          F, 1, _VXParsFrac,          "Frac( arg )",                                       "Frac_Function.htm",          "Fractional part", Unary<element::Frac>()},
   {"Clamp",         F, 3, _VXParsClamp,         "Clamp( arg, min, max )",                            "Clamp_Function.htm",         "The value limited to a range"},
   {"MovingAverage", F, 3, _VXParsMovingAverage, "MovingAverage( arg, averagelength, averagevector )", "MovingAverage_Function.htm", "Moving average kept in a state vector", Writes<2>},
 };
@@ -214,15 +228,15 @@ constexpr FunctionRow kSpecialFunctions[] = {
 // sqr belongs to this group.
 constexpr FunctionRow kTrigonometricFunctions[] = {
   // name      class args body            syntax               help file                  description  (facts)
-  {"sqr",      F, 1, _VXParsSqr,      "Sqr( arg )",        "Sqr_Function.htm",        "Square", Unary(element::Sqr)},
-  {"sin",      F, 1, _VXParsSin,      "Sin( arg )",        "Sin_(Sine)_Function.htm", "Sine of an angle in radians", Unary(element::Sin)},
-  {"cos",      F, 1, _VXParsCos,      "Cos( arg )",        "Cos_Function.htm",        "Cosine of an angle in radians", Unary(element::Cos)},
-  {"tan",      F, 1, _VXParsTan,      "Tan( arg )",        "Tan_Function.htm",        "Tangent of an angle in radians", Unary(element::Tan)},
-  {"arcsin",   F, 1, _VXParsArcsin,   "ArcSin( arg )",     "ArcSin_Function.htm",     "Inverse sine, in radians", Unary(element::Arcsin)},
-  {"arccos",   F, 1, _VXParsArccos,   "ArcCos( arg )",     "ArcCos_Function.htm",     "Inverse cosine, in radians", Unary(element::Arccos)},
+  {"sqr",      F, 1, _VXParsSqr,      "Sqr( arg )",        "Sqr_Function.htm",        "Square", Unary<element::Sqr>()},
+  {"sin",      F, 1, _VXParsSin,      "Sin( arg )",        "Sin_(Sine)_Function.htm", "Sine of an angle in radians", Unary<element::Sin>()},
+  {"cos",      F, 1, _VXParsCos,      "Cos( arg )",        "Cos_Function.htm",        "Cosine of an angle in radians", Unary<element::Cos>()},
+  {"tan",      F, 1, _VXParsTan,      "Tan( arg )",        "Tan_Function.htm",        "Tangent of an angle in radians", Unary<element::Tan>()},
+  {"arcsin",   F, 1, _VXParsArcsin,   "ArcSin( arg )",     "ArcSin_Function.htm",     "Inverse sine, in radians", Unary<element::Arcsin>()},
+  {"arccos",   F, 1, _VXParsArccos,   "ArcCos( arg )",     "ArcCos_Function.htm",     "Inverse cosine, in radians", Unary<element::Arccos>()},
   {"arctan2",  F, 2, _VXParsArctan2,  "ArcTan2( y, x )",   "ArcTan2_Function.htm",    "Angle of the point (x, y), in radians"},
-  {"degtorad", F, 1, _VXParsDegtorad, "DegToRad( arg )",   "DegToRad_Function.htm",   "Degrees to radians", Unary(element::DegToRad)},
-  {"radtodeg", F, 1, _VXParsRadtodeg, "RadToDeg( arg )",   "RadToDeg_Function.htm",   "Radians to degrees", Unary(element::RadToDeg)},
+  {"degtorad", F, 1, _VXParsDegtorad, "DegToRad( arg )",   "DegToRad_Function.htm",   "Degrees to radians", Unary<element::DegToRad>()},
+  {"radtodeg", F, 1, _VXParsRadtodeg, "RadToDeg( arg )",   "RadToDeg_Function.htm",   "Radians to degrees", Unary<element::RadToDeg>()},
 };
 
 // The vector constant "[" of this group is registered with the brackets.
@@ -261,16 +275,16 @@ constexpr FunctionRow kVectorFunctions[] = {
 
 constexpr FunctionRow kTranscendentFunctions[] = {
   // name     class args body           syntax              help file               description  (facts)
-  {"exp",     F, 1, _VXParsExp,     "Exp( arg )",        "Exp_Function.htm",     "Exponential function", Unary(element::Exp)},
-  {"ln",      F, 1, _VXParsLn,      "Ln( arg )",         "Ln_Function.htm",      "Natural logarithm", Unary(element::Ln)},
-  {"log10",   F, 1, _VXParsLog10,   "Log10( arg )",      "Log10_Function.htm",   "Decimal logarithm", Unary(element::Log10)},
+  {"exp",     F, 1, _VXParsExp,     "Exp( arg )",        "Exp_Function.htm",     "Exponential function", Unary<element::Exp>()},
+  {"ln",      F, 1, _VXParsLn,      "Ln( arg )",         "Ln_Function.htm",      "Natural logarithm", Unary<element::Ln>()},
+  {"log10",   F, 1, _VXParsLog10,   "Log10( arg )",      "Log10_Function.htm",   "Decimal logarithm", Unary<element::Log10>()},
   {"logN",    F, 2, _VXParsLogN,    "LogN( base, arg )", "LogN_Function.htm",    "Logarithm to a given base"},
-  {"sinh",    F, 1, _VXParsSinh,    "Sinh( arg )",       "Sinh_Function.htm",    "Hyperbolic sine", Unary(element::Sinh)},
-  {"cosh",    F, 1, _VXParsCosh,    "Cosh( arg )",       "Cosh_Function.htm",    "Hyperbolic cosine", Unary(element::Cosh)},
-  {"tanh",    F, 1, _VXParsTanh,    "Tanh( arg )",       "Tanh_Function.htm",    "Hyperbolic tangent", Unary(element::Tanh)},
-  {"arcsinh", F, 1, _VXParsArcsinh, "ArcSinh( arg )",    "ArcSinh_Function.htm", "Inverse hyperbolic sine", Unary(element::Arcsinh)},
-  {"arccosh", F, 1, _VXParsArccosh, "ArcCosh( arg )",    "ArcCosh_Function.htm", "Inverse hyperbolic cosine", Unary(element::Arccosh)},
-  {"arctanh", F, 1, _VXParsArctanh, "ArcTanh( arg )",    "ArcTanh_Function.htm", "Inverse hyperbolic tangent", Unary(element::Arctanh)},
+  {"sinh",    F, 1, _VXParsSinh,    "Sinh( arg )",       "Sinh_Function.htm",    "Hyperbolic sine", Unary<element::Sinh>()},
+  {"cosh",    F, 1, _VXParsCosh,    "Cosh( arg )",       "Cosh_Function.htm",    "Hyperbolic cosine", Unary<element::Cosh>()},
+  {"tanh",    F, 1, _VXParsTanh,    "Tanh( arg )",       "Tanh_Function.htm",    "Hyperbolic tangent", Unary<element::Tanh>()},
+  {"arcsinh", F, 1, _VXParsArcsinh, "ArcSinh( arg )",    "ArcSinh_Function.htm", "Inverse hyperbolic sine", Unary<element::Arcsinh>()},
+  {"arccosh", F, 1, _VXParsArccosh, "ArcCosh( arg )",    "ArcCosh_Function.htm", "Inverse hyperbolic cosine", Unary<element::Arccosh>()},
+  {"arctanh", F, 1, _VXParsArctanh, "ArcTanh( arg )",    "ArcTanh_Function.htm", "Inverse hyperbolic tangent", Unary<element::Arctanh>()},
 };
 
 // DelayLine and Bit belong to this group. FireEvent, FireEventEx and Wait carry a template to
@@ -422,7 +436,7 @@ constexpr FunctionRow kCStyleFunctions[] = {
   // name   class args body              syntax  help file  description  (facts)
   {"fact",  F, 1, _VXParsFactorial,  "Fact", "",        "Factorial"},
   {"div",   F, 2, _VXParsDiv,        "Div",  "",        "Integer division, truncating toward zero"},
-  {"perc",  F, 1, _VXParsPercent,    "Perc", "",        "Percent: the value times 0.01", Unary(element::Percent)},
+  {"perc",  F, 1, _VXParsPercent,    "Perc", "",        "Percent: the value times 0.01", Unary<element::Percent>()},
 };
 
 constexpr OperatorRow kCStyleOperators[] = {
