@@ -149,11 +149,16 @@ namespace {
 // element function of its word (the very function the word's body applies).
 template <TVXKernelOp Op>
 inline double Apply(const TVXScalarNode& n, double a, double b) {
-  if constexpr (Op == TVXKernelOp::kAdd) return a + b;
-  if constexpr (Op == TVXKernelOp::kSubtract) return a - b;
-  if constexpr (Op == TVXKernelOp::kMultiply) return a * b;
-  if constexpr (Op == TVXKernelOp::kDivide) return a / b;
-  if constexpr (Op == TVXKernelOp::kBinary) return n.binary(a, b);
+  if constexpr (Op == TVXKernelOp::kAdd)
+    return a + b;
+  else if constexpr (Op == TVXKernelOp::kSubtract)
+    return a - b;
+  else if constexpr (Op == TVXKernelOp::kMultiply)
+    return a * b;
+  else if constexpr (Op == TVXKernelOp::kDivide)
+    return a / b;
+  else
+    return n.binary(a, b);  // kBinary, and the forms that are never selected
 }
 
 // Where an operand comes from: read in place, computed by a child node, or (the arithmetic
