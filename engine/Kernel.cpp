@@ -167,57 +167,64 @@ using Kind = TVXKernelOp;
 constexpr Kind kInPlace = TVXKernelOp::kNone;
 constexpr Kind kChild = TVXKernelOp::kCopy;
 
-// An operand's number, and with Checked the kinds of the values it read.
+// What a node function returns: its number, and with Checked the kinds of the values it read.
+template <bool Checked>
+using NodeResult = std::conditional_t<Checked, TVXScalarValue, double>;
+
+inline double NumberOf(double number) {
+  return number;
+}
+inline double NumberOf(const TVXScalarValue& value) {
+  return value.Number;
+}
+// The kinds behind a value read in place or a checked operand's result.
+inline unsigned KindsRead(const TVXParsDouble* value) {
+  return value->VarType;
+}
+inline unsigned KindsRead(const TVXScalarValue& value) {
+  return value.Kinds;
+}
+
+// A node's result: its number, and with Checked the kinds behind its sources ORed.
+template <bool Checked, typename... Sources>
+inline NodeResult<Checked> ResultOf(double number, const Sources&... sources) {
+  if constexpr (Checked)
+    return TVXScalarValue{number, (KindsRead(sources) | ...)};
+  else
+    return number;
+}
+
 template <Kind K, bool Checked>
-inline auto OperandValue(const TVXScalarNode& n, const TVXScalarOperand& o) {
-  if constexpr (!Checked) {
-    if constexpr (K == kInPlace)
-      return o.value[0]->Value;
-    else if constexpr (K == kChild)
-      return o.child->Eval(*o.child);
-    else
-      return Apply<K>(n, o.value[0]->Value, o.value[1]->Value);
-  } else {
-    if constexpr (K == kInPlace)
-      return TVXScalarValue{o.value[0]->Value, o.value[0]->VarType};
-    else if constexpr (K == kChild)
+inline NodeResult<Checked> OperandValue(const TVXScalarNode& n, const TVXScalarOperand& o) {
+  if constexpr (K == kChild) {
+    if constexpr (Checked)
       return o.child->EvalChecked(*o.child);
     else
-      return TVXScalarValue{Apply<K>(n, o.value[0]->Value, o.value[1]->Value),
-                            static_cast<unsigned>(o.value[0]->VarType | o.value[1]->VarType)};
+      return o.child->Eval(*o.child);
+  } else if constexpr (K == kInPlace) {
+    return ResultOf<Checked>(o.value[0]->Value, o.value[0]);
+  } else {
+    return ResultOf<Checked>(Apply<K>(n, o.value[0]->Value, o.value[1]->Value), o.value[0],
+                             o.value[1]);
   }
 }
 
 // x op y. The left operand is computed first, as the linear list does, so that of two raising
 // operations the same one raises.
-template <TVXKernelOp Op, Kind Left, Kind Right>
-double EvalBinary(const TVXScalarNode& n) {
-  const double x = OperandValue<Left, false>(n, n.operand[0]);
-  const double y = OperandValue<Right, false>(n, n.operand[1]);
-  return Apply<Op>(n, x, y);
-}
-template <TVXKernelOp Op, Kind Left, Kind Right>
-TVXScalarValue EvalBinaryChecked(const TVXScalarNode& n) {
-  const TVXScalarValue x = OperandValue<Left, true>(n, n.operand[0]);
-  const TVXScalarValue y = OperandValue<Right, true>(n, n.operand[1]);
-  return {Apply<Op>(n, x.Number, y.Number), x.Kinds | y.Kinds};
+template <TVXKernelOp Op, Kind Left, Kind Right, bool Checked>
+NodeResult<Checked> EvalBinary(const TVXScalarNode& n) {
+  const auto x = OperandValue<Left, Checked>(n, n.operand[0]);
+  const auto y = OperandValue<Right, Checked>(n, n.operand[1]);
+  return ResultOf<Checked>(Apply<Op>(n, NumberOf(x), NumberOf(y)), x, y);
 }
 
-template <bool Copy, Kind K>
-double EvalUnary(const TVXScalarNode& n) {
-  const double x = OperandValue<K, false>(n, n.operand[0]);
+template <bool Copy, Kind K, bool Checked>
+NodeResult<Checked> EvalUnary(const TVXScalarNode& n) {
+  const auto x = OperandValue<K, Checked>(n, n.operand[0]);
   if constexpr (Copy)
     return x;
   else
-    return n.unary(x);
-}
-template <bool Copy, Kind K>
-TVXScalarValue EvalUnaryChecked(const TVXScalarNode& n) {
-  const TVXScalarValue x = OperandValue<K, true>(n, n.operand[0]);
-  if constexpr (Copy)
-    return x;
-  else
-    return {n.unary(x.Number), x.Kinds};
+    return ResultOf<Checked>(n.unary(NumberOf(x)), x);
 }
 
 // A node's two functions.
@@ -255,7 +262,8 @@ ScalarEval BinaryEval(TVXKernelOp op, Kind left, Kind right) {
         constexpr TVXKernelOp kOp =
             decltype(opTag)::value == kChild ? TVXKernelOp::kBinary : decltype(opTag)::value;
         constexpr Kind kLeft = decltype(leftTag)::value, kRight = decltype(rightTag)::value;
-        return ScalarEval{&EvalBinary<kOp, kLeft, kRight>, &EvalBinaryChecked<kOp, kLeft, kRight>};
+        return ScalarEval{&EvalBinary<kOp, kLeft, kRight, false>,
+                          &EvalBinary<kOp, kLeft, kRight, true>};
       });
     });
   });
@@ -264,16 +272,15 @@ ScalarEval BinaryEval(TVXKernelOp op, Kind left, Kind right) {
 ScalarEval UnaryEval(bool copy, Kind kind) {
   return ForKind(kind, [&](auto tag) -> ScalarEval {
     constexpr Kind kKind = decltype(tag)::value;
-    return copy ? ScalarEval{&EvalUnary<true, kKind>, &EvalUnaryChecked<true, kKind>}
-                : ScalarEval{&EvalUnary<false, kKind>, &EvalUnaryChecked<false, kKind>};
+    return copy ? ScalarEval{&EvalUnary<true, kKind, false>, &EvalUnary<true, kKind, true>}
+                : ScalarEval{&EvalUnary<false, kKind, false>, &EvalUnary<false, kKind, true>};
   });
 }
 
 }  // namespace
 
 TVXScalarValue TVXKernelProgram::CheckThenEval(const TVXScalarNode& root) {
-  unsigned kinds = vtDouble;
-  for (const TVXPArsVarType* kind : root.checkedBy->guards_) kinds |= *kind;
+  const unsigned kinds = KindsOf(root.checkedBy->guards_);
   if (kinds != vtDouble) return {0.0, kinds};
   return {root.Eval(root), vtDouble};
 }

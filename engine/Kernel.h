@@ -61,6 +61,13 @@ struct TVXScalarNode {
 // Kinds are ORed: all numbers exactly when the result is 0.
 static_assert(vtDouble == 0);
 
+// The OR of the kinds that kinds point at.
+inline unsigned KindsOf(const std::vector<const TVXPArsVarType*>& kinds) {
+  unsigned result = vtDouble;
+  for (const TVXPArsVarType* kind : kinds) result |= *kind;
+  return result;
+}
+
 // out[i] = op(x[i], y[i]) for i < n, where an operand marked scalar (xs, ys) is one number for
 // every element; two scalars give out[0] alone. The loop of every binary operation of a vector
 // run, and of the block functions that words provide (TVXParsKernel::BinaryBlock).
@@ -247,15 +254,7 @@ class TVXKernelStretch {
   }
 
  private:
-  bool GuardsHold() const {
-    // Four kinds per step: the ORs do not wait for each other.
-    const TVXPArsVarType* const* kind = guards_.data();
-    const TVXPArsVarType* const* const end = kind + guards_.size();
-    unsigned kinds = vtDouble;
-    for (; end - kind >= 4; kind += 4) kinds |= *kind[0] | *kind[1] | *kind[2] | *kind[3];
-    for (; kind != end; ++kind) kinds |= **kind;
-    return kinds == vtDouble;
-  }
+  bool GuardsHold() const { return KindsOf(guards_) == vtDouble; }
   bool RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous);
 
   int first_;
