@@ -45,7 +45,6 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::Build(TVXParsExpressionRec* 
   Operand source;
   if (!BuildCode(*program, head, last, false, source)) return nullptr;
   program->result_ = &last->Result;
-  program->firstTarget_ = program->assignTarget_ ? program->assignTarget_ : program->result_;
   program->BuildScalarTree(source);
   return program;
 }
@@ -75,7 +74,6 @@ std::unique_ptr<TVXKernelProgram> TVXKernelProgram::BuildJump(TVXParsExpressionR
   program->jump_ = rule;
   program->vectorCapable_ = false;
   program->result_ = &last->Result;
-  program->firstTarget_ = program->result_;
   if (rule != JumpRule::kWhenFalse)
     return head == last && last->ArgData.empty() ? std::move(program) : nullptr;
   Operand condition;

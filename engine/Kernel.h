@@ -165,10 +165,13 @@ class TVXKernelProgram {
     int out;  // register
   };
 
-  // Writes a run's number into last->Result and the assignment's target.
+  // Writes a run's number into the assignment's target and last->Result. The test costs less
+  // than writing the result twice when there is no target, which stalls the next run's writes.
   void Write(double number) {
-    firstTarget_->VarType = vtDouble;
-    firstTarget_->Value = number;
+    if (assignTarget_) {
+      assignTarget_->VarType = vtDouble;
+      assignTarget_->Value = number;
+    }
     result_->VarType = vtDouble;
     result_->Value = number;
   }
@@ -204,9 +207,6 @@ class TVXKernelProgram {
   enum class JumpRule : std::uint8_t { kNone, kAlways, kNever, kWhenFalse };
   JumpRule jump_ = JumpRule::kNone;
   TVXParsDouble* result_ = nullptr;  // the last node's result
-  // What a numbers-only run writes first: the assignment's target, else the result itself, so
-  // that Write has no branch.
-  TVXParsDouble* firstTarget_ = nullptr;
   bool vectorCapable_ = true;
   bool mayThrow_ = false;  // an operation can raise: a vector run writes its target last
   // Vector runs: the numbers of registers that hold one number for the whole run; per
