@@ -329,6 +329,15 @@ TVXKernelOp TVXKernelProgram::ScalarOperandOf(const Operand& from, TVXScalarOper
   return kChild;
 }
 
+double (*TVXKernelProgram::ConstantRightForm(const Instruction& in) const)(double) {
+  // A value read in place that no guard checks is a number constant.
+  const TVXParsDouble* right = in.y.input;
+  if (!in.kernel->WithRight || !right ||
+      std::find(guards_.begin(), guards_.end(), &right->VarType) != guards_.end())
+    return nullptr;
+  return in.kernel->WithRight(right->Value);
+}
+
 const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
   const Instruction& in = code_[static_cast<std::size_t>(reg)];
   TVXScalarNode node;
@@ -339,6 +348,9 @@ const TVXScalarNode* TVXKernelProgram::ScalarNodeOf(int reg) {
   ScalarEval eval;
   if (ArityOf(in.op) == 1) {
     eval = UnaryEval(in.op == TVXKernelOp::kCopy, left);
+  } else if (double (*const withRight)(double) = ConstantRightForm(in)) {
+    node.unary = withRight;
+    eval = UnaryEval(false, left);
   } else {
     const Kind right = ScalarOperandOf(in.y, node.operand[1]);
     eval = BinaryEval(in.op, left, right);

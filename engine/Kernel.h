@@ -184,6 +184,9 @@ class TVXKernelProgram {
   static bool BuildCode(TVXKernelProgram& program, TVXParsExpressionRec* head,
                         const TVXParsExpressionRec* last, bool jumpCommand, Operand& rootSource);
   void BuildScalarTree(const Operand& rootSource);
+  // The unary form of a binary instruction whose right operand is a number constant, when its
+  // word provides one (TVXParsKernel::WithRight); null otherwise.
+  double (*ConstantRightForm(const Instruction& in) const)(double);
   // The node computing register reg, with its operands' nodes built first.
   const TVXScalarNode* ScalarNodeOf(int reg);
   // Fills to with where operand from comes from and returns how a node reads it.

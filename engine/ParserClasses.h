@@ -286,6 +286,10 @@ struct TVXParsKernel {
   void (*UnaryBlock)(const double* x, double* out, std::size_t n) = nullptr;
   void (*BinaryBlock)(const double* x, bool xs, const double* y, bool ys, double* out,
                       std::size_t n) = nullptr;
+  // For a binary operation, when the word provides it: the operation with its right operand
+  // fixed to the constant right, as a unary function that computes exactly what Binary(x, right)
+  // does and cannot raise (x^2 as a square, say); null for a constant it has no such form for.
+  double (*(*WithRight)(double right))(double) = nullptr;
 };
 
 // A function or an operator, and the registration record of the function list.

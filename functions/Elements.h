@@ -52,6 +52,33 @@ inline double Power(double x, double y) {
 inline double IntegerPower(double x, double n) {
   return IntPower(x, RoundToInt64(n));
 }
+// IntegerPower with its exponent fixed at compile time: the same loop, unrolled.
+template <std::int64_t N>
+double IntegerPowerOf(double x) {
+  return IntPower(x, N);
+}
+// IntegerPower(x, n) as a function of x alone, for the small exponents that formulas write as
+// literals (a^2); null for any other n.
+inline double (*IntegerPowerWith(double n))(double) {
+  switch (n == std::trunc(n) && n >= -2 && n <= 4 ? static_cast<int>(n) : 5) {
+    case -2:
+      return &IntegerPowerOf<-2>;
+    case -1:
+      return &IntegerPowerOf<-1>;
+    case 0:
+      return &IntegerPowerOf<0>;
+    case 1:
+      return &IntegerPowerOf<1>;
+    case 2:
+      return &IntegerPowerOf<2>;
+    case 3:
+      return &IntegerPowerOf<3>;
+    case 4:
+      return &IntegerPowerOf<4>;
+    default:
+      return nullptr;
+  }
+}
 inline double Greater(double a, double b) {
   return BoolToNumber(a > b);
 }

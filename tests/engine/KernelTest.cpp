@@ -44,6 +44,8 @@ const char* const kFormulas[] = {
     "a ^ b",
     "sqrt(a*b) - (a-b)/(c+d) + max(a/e, c*d) + y*-(a+e)",
     "intpower(a, b) + a^2",
+    "a^3 - b^-2 + c^4 * d^0 + e^1 - a^-1",
+    "intpower(d + 1, d)",  // a variable exponent, fixed by nothing
     "y := intpower(a, 0/0)",
     "y := e ^ b",
     "degtorad(radtodeg(a)) + tanh(b) + arcsinh(c) + arctan2(1, 2)"};
