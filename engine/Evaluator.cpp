@@ -190,35 +190,23 @@ const TVXParsExpression& TVXExpressionEvaluatorBase::GetCompiled(int index) cons
   return *expressions_.at(static_cast<std::size_t>(index));
 }
 
-bool TVXExpressionEvaluatorBase::RunStretch(int index, int end, const int* jumps, int jumpCount,
-                                            int& running, int& previous) {
-  if (stretches_.size() < expressions_.size()) {
-    try {
-      stretches_.resize(expressions_.size());
-    } catch (const std::bad_alloc&) {
-      return false;
+TVXKernelStretch* TVXExpressionEvaluatorBase::BuildStretch(int index, int end) {
+  try {
+    if (stretches_.size() < expressions_.size()) stretches_.resize(expressions_.size());
+    std::vector<TVXKernelProgram*> lines;
+    for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
+      TVXKernelProgram* program = fast_[static_cast<std::size_t>(i)].Line();
+      if (!program) break;
+      lines.push_back(program);
     }
+    StretchSlot& slot = stretches_[static_cast<std::size_t>(index)];
+    slot.End = 0;  // until the new stretch is in place
+    slot.Stretch = std::make_unique<TVXKernelStretch>(index, std::move(lines));
+    slot.End = end;
+    return slot.Stretch.get();
+  } catch (const std::bad_alloc&) {
+    return nullptr;  // the lines run one by one, as without stretches
   }
-  StretchSlot& slot = stretches_[static_cast<std::size_t>(index)];
-  if (!slot.Built || slot.End != end) {
-    try {
-      std::vector<TVXKernelProgram*> lines;
-      for (int i = index; i < std::min(end, GetExpressionCount()); ++i) {
-        TVXKernelProgram* program = fast_[static_cast<std::size_t>(i)].Line();
-        if (!program) break;
-        lines.push_back(program);
-      }
-      slot.Stretch = std::make_unique<TVXKernelStretch>(index, std::move(lines));
-      slot.Built = true;
-      slot.End = end;
-    } catch (const std::bad_alloc&) {
-      slot = StretchSlot();
-      return false;  // the lines run one by one, as without stretches
-    }
-  }
-  if (!slot.Stretch->Run(jumps, jumpCount, running, previous)) return false;
-  currentIndex_ = running;
-  return true;
 }
 
 void TVXExpressionEvaluatorBase::ClearExpressions() {

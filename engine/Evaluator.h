@@ -152,13 +152,24 @@ class TVXExpressionEvaluatorBase {
   }
   // Runs the lines from index on (up to end, exclusive; StretchStartsAt holds) that have
   // programs, arithmetic lines and jump commands, as one stretch when every value they read is
-  // a number, and returns true; false when a value is not a number (nothing ran). jumps[i]
-  // (for i < jumpCount) is where the jump command of line i leads; the stretch follows jumps
-  // forward within it (none when jumps is null) and ends at any other jump, which is the
-  // caller's to take. While it runs, running is the line being run and previous the one run
-  // before it in the stretch (-1 for none); afterwards running is the last line run, which
-  // becomes current. The stretch is built on first use.
-  bool RunStretch(int index, int end, const int* jumps, int jumpCount, int& running, int& previous);
+  // a number, and returns the result of the last line run; null when a value is not a number
+  // (nothing ran). jumps[i] (for i < jumpCount) is where the jump command of line i leads; the
+  // stretch follows jumps forward within it (none when jumps is null) and ends at any other
+  // jump, which is the caller's to take. While it runs, running is the line being run and
+  // previous the one run before it in the stretch (-1 for none); afterwards running is the last
+  // line run, which becomes current. The stretch is built on first use; inline, as the section
+  // runner calls it for every stretch it runs.
+  const TVXParsDouble* RunStretch(int index, int end, const int* jumps, int jumpCount, int& running,
+                                  int& previous) {
+    const auto slot = static_cast<std::size_t>(index);
+    TVXKernelStretch* stretch = slot < stretches_.size() && stretches_[slot].End == end
+                                    ? stretches_[slot].Stretch.get()
+                                    : BuildStretch(index, end);
+    if (!stretch) return nullptr;
+    const TVXParsDouble* last = stretch->Run(jumps, jumpCount, running, previous);
+    if (last) currentIndex_ = running;
+    return last;
+  }
   // The result of the expression at index as its last evaluation left it.
   const TVXParsDouble& LastResult(int index) const {
     const TVXParsExpression& expression = *expressions_.at(static_cast<std::size_t>(index));
@@ -320,12 +331,14 @@ class TVXExpressionEvaluatorBase {
                               : nullptr;
   }
   // Per expression index, the stretch of lines with programs that starts there, made on first
-  // use.
+  // use for the section end End (0 until then: a stretch ends after its second line).
   struct StretchSlot {
-    bool Built = false;
     int End = 0;
     std::unique_ptr<TVXKernelStretch> Stretch;
   };
+  // Makes the stretch from index up to end; null when memory ran out, and the lines run one by
+  // one then.
+  TVXKernelStretch* BuildStretch(int index, int end);
   std::vector<StretchSlot> stretches_;
   // Words taken out by ReplaceFunction while compiled expressions may still read them.
   std::vector<std::unique_ptr<TVXParsExprWord>> retiredWords_;

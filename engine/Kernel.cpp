@@ -387,8 +387,9 @@ TVXKernelStretch::TVXKernelStretch(int first, std::vector<TVXKernelProgram*> lin
   jumpCommands_ = !straight;
 }
 
-bool TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous) {
-  if (!GuardsHold()) return false;
+const TVXParsDouble* TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& running,
+                                                    int& previous) {
+  if (!GuardsHold()) return nullptr;
   // The line run and the one run before it are kept in registers, as positions in lines_, and
   // handed out when a line raises: running and previous are not written per line.
   TVXKernelProgram* const* const begin = lines_.data();
@@ -414,7 +415,7 @@ bool TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& runnin
               !begin[offset - 1]->IsJump()) {
             running = line;
             previous = -1;
-            return true;
+            return &program.Result();
           }
           before = at;
           at = begin + offset;
@@ -430,7 +431,7 @@ bool TVXKernelStretch::RunWithJumps(const int* jumps, int jumpCount, int& runnin
   }
   running = lineOf(before);
   previous = -1;  // only asked for while the stretch runs
-  return true;
+  return &(*before)->Result();
 }
 
 bool TVXKernelProgram::RunVectors() {

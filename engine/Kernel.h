@@ -231,15 +231,15 @@ class TVXKernelStretch {
   // lines[k] is the program of line first + k.
   TVXKernelStretch(int first, std::vector<TVXKernelProgram*> lines);
 
-  // When every value the lines may read is a number, runs them and returns true; otherwise
-  // returns false and changes nothing. jumps[line] (for line < jumpCount) is where a jump
-  // command leads, negative for nowhere; a null jumps takes no jump. While it runs, running is
-  // the line being run and previous the one run before it in the stretch (-1 for none);
+  // When every value the lines may read is a number, runs them and returns the result of the
+  // last line run; otherwise returns null and changes nothing. jumps[line] (for line < jumpCount)
+  // is where a jump command leads, negative for nowhere; a null jumps takes no jump. While it runs,
+  // running is the line being run and previous the one run before it in the stretch (-1 for none);
   // afterwards running is the last line run: the stretch's last line, or a jump command whose
   // jump leads out of the stretch, which the caller takes.
-  bool Run(const int* jumps, int jumpCount, int& running, int& previous) {
+  const TVXParsDouble* Run(const int* jumps, int jumpCount, int& running, int& previous) {
     if (jumpCommands_) return RunWithJumps(jumps, jumpCount, running, previous);
-    if (!GuardsHold()) return false;
+    if (!GuardsHold()) return nullptr;
     // The line run is kept in a register and handed out only when a line raises.
     TVXKernelProgram* const* const begin = lines_.data();
     TVXKernelProgram* const* at = begin;
@@ -253,12 +253,12 @@ class TVXKernelStretch {
     }
     running = first_ + count - 1;
     previous = -1;  // only asked for while the stretch runs
-    return true;
+    return &at[-1]->Result();
   }
 
  private:
   bool GuardsHold() const { return KindsOf(guards_) == vtDouble; }
-  bool RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous);
+  const TVXParsDouble* RunWithJumps(const int* jumps, int jumpCount, int& running, int& previous);
 
   int first_;
   bool jumpCommands_ = false;  // a line is a jump command

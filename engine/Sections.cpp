@@ -121,11 +121,14 @@ TVXSectionOutcome RunSection(TVXExpressionEvaluatorBase& evaluator, const TVXJum
       // Arithmetic lines and jump commands on numbers run as one stretch, which ends at a
       // jump that leads out of it: the jump is taken below, as after any other line.
       inStretch = stretches && evaluator.StretchStartsAt(i, end);
-      if (inStretch && evaluator.RunStretch(
-                           i, end, observer && observer->StopRecursion() ? nullptr : jumps.data(),
-                           jumpCount, running, previous)) {
+      const TVXParsDouble* stretchLast =
+          inStretch ? evaluator.RunStretch(
+                          i, end, observer && observer->StopRecursion() ? nullptr : jumps.data(),
+                          jumpCount, running, previous)
+                    : nullptr;
+      if (stretchLast) {
         i = running;
-        last = &evaluator.LastResult(i);
+        last = stretchLast;
       } else {
         inStretch = false;
         running = i;
