@@ -60,24 +60,11 @@ double IntegerPowerOf(double x) {
 // IntegerPower(x, n) as a function of x alone, for the small exponents that formulas write as
 // literals (a^2); null for any other n.
 inline double (*IntegerPowerWith(double n))(double) {
-  switch (n == std::trunc(n) && n >= -2 && n <= 4 ? static_cast<int>(n) : 5) {
-    case -2:
-      return &IntegerPowerOf<-2>;
-    case -1:
-      return &IntegerPowerOf<-1>;
-    case 0:
-      return &IntegerPowerOf<0>;
-    case 1:
-      return &IntegerPowerOf<1>;
-    case 2:
-      return &IntegerPowerOf<2>;
-    case 3:
-      return &IntegerPowerOf<3>;
-    case 4:
-      return &IntegerPowerOf<4>;
-    default:
-      return nullptr;
-  }
+  static constexpr double (*kForms[])(double) = {
+      &IntegerPowerOf<-2>, &IntegerPowerOf<-1>, &IntegerPowerOf<0>, &IntegerPowerOf<1>,
+      &IntegerPowerOf<2>,  &IntegerPowerOf<3>,  &IntegerPowerOf<4>};
+  if (n != std::trunc(n) || n < -2 || n > 4) return nullptr;
+  return kForms[static_cast<int>(n) + 2];
 }
 inline double Greater(double a, double b) {
   return BoolToNumber(a > b);

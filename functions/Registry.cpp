@@ -84,6 +84,10 @@ constexpr RowFacts Compare(double (*f)(double, double)) {
   return {0, {TVXKernelOp::kCompare, nullptr, f}};
 }
 using enum TVXKernelOp;
+// ^@ and intpower: the rounding of the exponent may raise; small constant exponents have
+// unrolled forms.
+constexpr RowFacts kIntegerPower =
+    ScalarRight<element::IntegerPower>(/*mayThrow=*/true, &element::IntegerPowerWith);
 
 struct OperatorRow {
   const char* name;
@@ -166,7 +170,7 @@ constexpr OperatorRow kOperators[] = {
   {"-@",  F, 1,  10, _VXParsUnaryMinus,   "",                                            "Unary minus", Unary<element::Negate>()},
   {"+@",  F, 1,  10, _VXParsUnaryPlus,    "",                                            "Unary plus", Fast(kCopy)},
   {"^",   F, 2,  20, _VXParsPower,        "^_(Power)_Operator.htm",                      "Power with a real exponent", ScalarRight<element::Power>()},
-  {"^@",  F, 2,  20, _VXParsIntPower,     "",                                            "Power with an integer exponent", ScalarRight<element::IntegerPower>(/*mayThrow=*/true, &element::IntegerPowerWith)},
+  {"^@",  F, 2,  20, _VXParsIntPower,     "",                                            "Power with an integer exponent", kIntegerPower},
   {"*",   F, 2,  30, _VXParsMultiply,     "__(Multiplication)_Operator.htm",             "Multiplication", Fast(kMultiply)},
   {"/",   F, 2,  30, _VXParsDivide,       "__(Division)_Operator.htm",                   "Division", Fast(kDivide)},
   {"div", F, 2,  30, _VXParsDiv,          "div_(Integer_Division)_Operator.htm",         "Integer division, truncating toward zero"},
@@ -197,7 +201,7 @@ constexpr FunctionRow kBasicFunctions[] = {
   {"trunc",         F, 1, _VXParsTrunc,         "Trunc( arg )",                                      "Trunc_Function.htm",         "Integer part, truncated toward zero", Unary<element::Trunc>()},
   {"power",         F, 2, _VXParsPower,         "Power( base, exponent )",                           "Power_Function.htm",         "Base raised to a real exponent", ScalarRight<element::Power>()},
   {"pow",           F, 2, _VXParsPower,         "Pow( base, exponent )",                             "Power_Function.htm",         "Base raised to a real exponent", ScalarRight<element::Power>()},
-  {"intpower",      F, 2, _VXParsIntPower,      "IntPower( base, exponent )",                        "IntPower_Function.htm",      "Base raised to an integer exponent", ScalarRight<element::IntegerPower>(/*mayThrow=*/true, &element::IntegerPowerWith)},
+  {"intpower",      F, 2, _VXParsIntPower,      "IntPower( base, exponent )",                        "IntPower_Function.htm",      "Base raised to an integer exponent", kIntegerPower},
   {"max",           F, 2, _VXParsMax,           "Max( arg1, arg2 )",                                 "Max_Function.htm",           "The larger of two values", Binary<element::Max>()},
   {"min",           F, 2, _VXParsMin,           "Min( arg1, arg2 )",                                 "Min_Function.htm",           "The smaller of two values", Binary<element::Min>()},
   {"Ceil",          F, 1, _VXParsCeil,          "Ceil( arg )",                                       "Ceil_Function.htm",          "Smallest integer not below the value"},
